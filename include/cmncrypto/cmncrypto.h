@@ -1,0 +1,200 @@
+/** @file
+ * The flat interface of libcmncryptocore: everything that a host without classes needs, in C99 and C++.
+ *
+ * Unless a function says otherwise:
+ * - results are product status codes, 0 for success; 20 stands for an invalid argument, 36 for an
+ *   allocation that failed, 114 for a digest or OpenSSL failure, 8787 for an algorithm refused in FIPS mode;
+ * - no C++ exception leaves a function: it becomes its code, or -1 where it carries none;
+ * - memory handed out is allocated with malloc and released by the host with free();
+ * - a failure is logged at level 16 before it is reported;
+ * - functions may be called from several threads at once as long as they work on different objects.
+ */
+#ifndef CMNCRYPTO_CMNCRYPTO_H
+#define CMNCRYPTO_CMNCRYPTO_H
+
+#include <openssl/types.h>
+
+#include "cmncrypto/export.h"
+#include "cmncrypto/types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** @name Logging
+ * The two callback slots are plain process-wide settings: install them before threads start. With no
+ * callback a message costs a pointer test and is lost.
+ * @{ */
+
+/**
+ * Installs the host's logging callbacks. A null argument leaves its slot as it was; a slot cannot be cleared.
+ * @param simple receives what the library logs with clogmsg(), and with clogmsgv() while there is no @p extended
+ * @param extended receives what the library logs with clogmsgv(), and with clogmsg() while there is no @p simple
+ * @return 1 when a callback was given, 0 when both are null
+ */
+CMNCRYPTO_API int set_log_callback(cmncrypto_log_cb simple, cmncrypto_log_detail_cb extended);
+
+/** As set_log_callback(), and tells the new callback at level 2 that it is installed. */
+CMNCRYPTO_API int cmncrypto_set_log_callback(cmncrypto_log_cb simple, cmncrypto_log_detail_cb extended);
+
+/**
+ * Formats a message and hands it to the simple callback, else to the extended one with detail 0.
+ * @param level 16, 8, 4 or 2
+ * @param function name of the reporting function, handed on as it is
+ * @param format as for printf(); a message longer than 8191 characters is cut
+ * @return what the callback returned, 0 when there is none
+ */
+CMNCRYPTO_API int clogmsg(int level, const char* function, const char* format, ...) CMNCRYPTO_PRINTF(3, 4);
+
+/** As clogmsg() with a detail number; prefers the extended callback, else drops the detail. */
+CMNCRYPTO_API int clogmsgv(int level, int detail, const char* function, const char* format, ...) CMNCRYPTO_PRINTF(4, 5);
+/** @} */
+
+/** @name FIPS mode
+ * Process-wide; switch it before threads start.
+ * @{ */
+
+/**
+ * Starts OpenSSL and brings FIPS mode (FIPS 140) to @p fipsMode, 0 off and non-zero on. The outcome is what
+ * cmncrypto_get_ssl_fips_mode() says afterwards: a host without a FIPS provider stays out of FIPS mode, the
+ * reason is logged, and everything goes on working.
+ */
+CMNCRYPTO_API void cmncrypto_enable_fips_mode(int fipsMode);
+
+/** @return 1 while OpenSSL's default algorithms are restricted to FIPS ones, otherwise 0 */
+CMNCRYPTO_API int cmncrypto_get_ssl_fips_mode(void);
+
+/** Tries MD5. @return 1 when it is refused (FIPS mode is in force), 0 when it works or could not be tried */
+CMNCRYPTO_API int cmncrypto_testFipsCompliance(void);
+/** @} */
+
+/** @name Hashing
+ * @{ */
+
+/**
+ * Starts a digest.
+ * @param handle receives kind 1 and the generator; release it with CmnCrypto_release_Obj()
+ * @return 1; 20 for a null handle; 114 for an unknown algorithm, 8787 for MD5 in FIPS mode (the handle is
+ *         then as it was)
+ */
+CMNCRYPTO_API int CmnCrypto_init_hasher(CmnCryptoHandle* handle, _HASH_ALGO algorithm);
+
+/**
+ * Feeds @p length bytes to the digest.
+ * @return 1; 20 for another kind of handle, a negative length or no data; 114 when the digest is finished
+ */
+CMNCRYPTO_API int CmnCrypto_hasher_update(CmnCryptoHandle* handle, const void* data, int length);
+
+/**
+ * Finishes the digest as lower-case hexadecimal text.
+ * @param out receives the NUL-terminated text, to be released with free()
+ * @return 1; 20 for another kind of handle or a null @p out; 36; 114 when the digest was finished before
+ */
+CMNCRYPTO_API int CmnCrypto_hasher_generateHash(CmnCryptoHandle* handle, char** out);
+
+/**
+ * Finishes the digest as raw bytes.
+ * @param out receives the bytes, to be released with free()
+ * @param outLength receives their number
+ * @return 1, or 0 on any failure
+ */
+CMNCRYPTO_API int CmnCrypto_hasher_generateBinaryHash(CmnCryptoHandle* handle, void** out, unsigned int* outLength);
+
+/**
+ * Copies the running state of one digest into another of the same algorithm, so that the digest of a common
+ * prefix can go on in two ways. The kind of @p target is not checked: it must hold a hash generator.
+ * @return 1, or 0 when the source is no hash generator, the algorithms differ or OpenSSL refuses
+ */
+CMNCRYPTO_API int CmnCrypto_context_copy(CmnCryptoHandle* source, CmnCryptoHandle* target);
+
+/** Deletes the object of a handle and empties the handle. @return 0, also for a handle that is empty */
+CMNCRYPTO_API int CmnCrypto_release_Obj(CmnCryptoHandle* handle);
+
+/**
+ * Hashes one buffer into lower-case hexadecimal text.
+ * @param data may be null when @p length is 0
+ * @param out receives the NUL-terminated text, to be released with free(); null on failure
+ * @return 0; 20 for a null @p out; 36; 114 for an unknown algorithm, null data with a length, or a failure of
+ *         OpenSSL; 8787 for MD5 in FIPS mode
+ */
+CMNCRYPTO_API int cmncrypto_getHash(const char* data, size_t length, char** out, _HASH_ALGO algorithm);
+
+/**
+ * Hashes one buffer into raw bytes.
+ * @param data may be null when @p length is 0
+ * @param out receives the digest, to be released with free(); null on failure
+ * @param outLength receives its length in bytes
+ * @return 0; 20 for null data with a length, a null @p out or @p outLength; 36; 114; 8787
+ */
+CMNCRYPTO_API int cmncrypto_getBinaryHash(const unsigned char* data, size_t length, _HASH_ALGO algorithm,
+                                          unsigned char** out, size_t* outLength);
+
+/**
+ * Fingerprint of a certificate as people see it: upper-case hexadecimal pairs joined by ":".
+ * @param certificate stays the caller's
+ * @param algorithm SHA256, SHA512 or SHA1
+ * @param out holds at least @p outSize + 1 characters: at most @p outSize are copied and a NUL follows them,
+ *            at index @p outSize when the fingerprint is that long or longer
+ * @return 0; 20 when @p out or the certificate is null or the algorithm has no fingerprint; 13 when the digest fails
+ */
+CMNCRYPTO_API int cmncrypto_generateHashForDisplay(X509* certificate, _HASH_ALGO algorithm, char* out, size_t outSize);
+
+/**
+ * Fingerprint of a certificate as raw bytes.
+ * @param out is filled with @p outSize zero bytes first and then receives the whole digest: it must hold the
+ *            digest's length even when @p outSize is smaller
+ * @return as cmncrypto_generateHashForDisplay()
+ */
+CMNCRYPTO_API int cmncrypto_generateHashInBin(X509* certificate, _HASH_ALGO algorithm, unsigned char* out,
+                                              size_t outSize);
+/** @} */
+
+/** @name Random numbers and passwords
+ * All from OpenSSL's generator (NIST SP 800-90A). Safe to call from several threads at once.
+ * @{ */
+
+/**
+ * Fills a buffer with @p count random bytes.
+ * @return 0
+ * @throws CmnCrypto::CmnException with code 114 when the generator fails: this function lets it through
+ */
+CMNCRYPTO_API int cmncrypto_getRandomBytes(unsigned char* buffer, int count);
+
+/**
+ * Draws @p count random bytes as text.
+ * @param out receives the NUL-terminated text, to be released with free()
+ * @param format a ::_BIGNUM_CONVERSION value
+ * @return 0
+ * @throws CmnCrypto::CmnException with code 114 (generator, allocation or format) or 20 (null @p out): this
+ *         function lets it through
+ */
+CMNCRYPTO_API int cmncrypto_getRandomNumber(char** out, int format, int count);
+
+/** @return four random bytes in machine byte order, or 0 when the generator fails */
+CMNCRYPTO_API uint32_t V_random(void);
+
+/** Does nothing; kept for callers of the old interface. @return 0 */
+CMNCRYPTO_API int V_srandom(void);
+
+/**
+ * Writes a random password of @p size - 1 characters out of a-z, A-Z and 0-9, and a NUL. A size of 1 or less
+ * leaves an empty password; never fails visibly.
+ * @param out holds @p size bytes
+ */
+CMNCRYPTO_API void generatePassword(char* out, int size);
+
+/**
+ * The fixed 2048-bit Diffie-Hellman group of the TLS recipe: a safe prime of our own and generator 2.
+ * @return a new object that the caller releases with DH_free(), or null
+ */
+CMNCRYPTO_API DH* get_dh2048(void);
+
+/** Fills a buffer with @p length random bytes. @return 0, or 114 when the generator fails or an argument is bad */
+CMNCRYPTO_API int mangleGetRandom(unsigned char* buffer, int length);
+/** @} */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,21 @@
+/** @file
+ * Every class of the library, and the flat interface.
+ */
+#ifndef CMNCRYPTO_CMNCRYPTO_HPP
+#define CMNCRYPTO_CMNCRYPTO_HPP
+
+#include "cmncrypto/CmnApi.h"
+#include "cmncrypto/CmnException.h"
+#include "cmncrypto/CryptFactory.h"
+#include "cmncrypto/EVPCrypter.h"
+#include "cmncrypto/GCMCrypter.h"
+#include "cmncrypto/HashGenerator.h"
+#include "cmncrypto/KSCrypt.h"
+#include "cmncrypto/LibraryObject.h"
+#include "cmncrypto/MangleCrypter.h"
+#include "cmncrypto/NullCrypter.h"
+#include "cmncrypto/RandomNumberGenerator.h"
+#include "cmncrypto/X509Certificate.h"
+#include "cmncrypto/cmncrypto.h"
+
+#endif

@@ -1,0 +1,67 @@
+/** @file
+ * Plain C types that the flat functions take. They live at global scope; namespace CmnCrypto names the
+ * same types, so that ::_HASH_ALGO and CmnCrypto::_HASH_ALGO are one.
+ */
+#ifndef CMNCRYPTO_TYPES_H
+#define CMNCRYPTO_TYPES_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "cmncrypto/export.h"
+
+/** Message digests (FIPS 180-4; MD5: RFC 1321). 32-bit values that hosts may store. */
+typedef enum _HASH_ALGO CMNCRYPTO_ENUM_BASE {
+    HASH_ALGO_NONE = 0,   /**< no algorithm; refused everywhere */
+    HASH_ALGO_SHA256 = 1, /**< SHA-256, 32 bytes */
+    HASH_ALGO_SHA512 = 2, /**< SHA-512, 64 bytes */
+    HASH_ALGO_SHA1 = 3,   /**< SHA-1, 20 bytes */
+    HASH_ALGO_MD5 = 4     /**< MD5, 16 bytes; refused while FIPS mode is on, never a fingerprint */
+} _HASH_ALGO;
+
+/** One row of the table of digests: what a host needs to offer and to size them. */
+typedef struct _HASH_ALGO_MAP_STRUCT {
+    _HASH_ALGO algo;      /**< the digest */
+    char name[64];        /**< its name as OpenSSL knows it, NUL-terminated ("SHA256") */
+    int32_t digestLength; /**< its length in bytes */
+} _HASH_ALGO_MAP_STRUCT;
+
+/** Text form of a random number. */
+typedef enum _BIGNUM_CONVERSION CMNCRYPTO_ENUM_BASE {
+    BIGNUM_TO_HEX = 0, /**< lower-case hexadecimal, two digits per byte */
+    BIGNUM_TO_DEC = 1  /**< decimal, the bytes read as one big-endian unsigned integer */
+} _BIGNUM_CONVERSION;
+
+/**
+ * A library object in the hands of a host that has no classes. The host owns the record, the library the
+ * object: start with {0, NULL}, fill it with CmnCrypto_init_hasher(), empty it with CmnCrypto_release_Obj().
+ */
+typedef struct CmnCryptoHandle {
+    int32_t kind; /**< 0 empty, 1 hash generator, 2 another object with a virtual destructor */
+    void* object; /**< the object, never to be touched by the host */
+} CmnCryptoHandle;
+
+/**
+ * Receives the messages of clogmsg(): @p level is 16 (failure), 8 (warning), 4 (trace) or 2 (information),
+ * @p function names the reporting function. Both texts are valid during the call only. Called on the
+ * thread that logs, so concurrently when the host uses the library from several threads.
+ * @return handed back to the caller of clogmsg()
+ */
+typedef int (*cmncrypto_log_cb)(int level, const char* message, const char* function);
+
+/** Receives the messages of clogmsgv(); as cmncrypto_log_cb with a second number, @p detail. */
+typedef int (*cmncrypto_log_detail_cb)(int level, int detail, const char* message, const char* function);
+
+#ifdef __cplusplus
+/** The common cryptography library: digests, random numbers, encrypted streams, certificates. */
+namespace CmnCrypto {
+using ::_BIGNUM_CONVERSION;
+using ::_HASH_ALGO;
+using ::_HASH_ALGO_MAP_STRUCT;
+using ::cmncrypto_log_cb;
+using ::cmncrypto_log_detail_cb;
+using ::CmnCryptoHandle;
+} // namespace CmnCrypto
+#endif
+
+#endif

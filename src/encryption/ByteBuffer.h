@@ -1,0 +1,52 @@
+#ifndef CMNCRYPTO_ENCRYPTION_BYTEBUFFER_H
+#define CMNCRYPTO_ENCRYPTION_BYTEBUFFER_H
+
+#include <cstddef>
+
+namespace CmnCrypto::Encryption {
+
+/**
+ * Bytes that grow at the end. Memory is not filled before it is written to, and large contents grow by moving
+ * pages, not by copying. Nothing throws: an operation that needs memory says whether it got it.
+ */
+class ByteBuffer {
+public:
+    ByteBuffer() = default;
+    ~ByteBuffer();
+    ByteBuffer(const ByteBuffer&) = delete;
+    ByteBuffer& operator=(const ByteBuffer&) = delete;
+
+    /** Until release() the contents are wiped wherever they are dropped or moved. */
+    void keepSecret() noexcept { m_secret = true; }
+
+    unsigned char* data() noexcept { return m_data; }
+    const unsigned char* data() const noexcept;
+    size_t size() const noexcept { return m_size; }
+
+    /** Makes room for @p more bytes behind the contents. */
+    [[nodiscard]] bool reserve(size_t more) noexcept;
+    unsigned char* end() noexcept { return m_data + m_size; }
+    /** Counts bytes that were written to end() as contents; they had been reserved. */
+    void extend(size_t written) noexcept { m_size += written; }
+
+    [[nodiscard]] bool append(const unsigned char* bytes, size_t length) noexcept;
+
+    /** Drops the contents, keeping the memory for the next ones. */
+    void clear() noexcept;
+    /** Drops the contents, and a large memory with them. */
+    void release() noexcept;
+    void swap(ByteBuffer& other) noexcept;
+
+private:
+    bool grow(size_t capacity) noexcept;
+    void wipe() noexcept;
+
+    unsigned char* m_data = nullptr;
+    size_t m_size = 0;
+    size_t m_capacity = 0;
+    bool m_secret = false;
+};
+
+} // namespace CmnCrypto::Encryption
+
+#endif

@@ -1,0 +1,44 @@
+#ifndef CMNCRYPTO_FRAME_FAILURE_H
+#define CMNCRYPTO_FRAME_FAILURE_H
+
+#include <cstdint>
+
+#include "cmncrypto/CmnApi.h"
+#include "cmncrypto/CmnException.h"
+#include "frame/Logging.h"
+
+namespace CmnCrypto {
+
+/** Product status codes that more than one source uses. */
+constexpr int32_t codeOpenFailed = 12;
+constexpr int32_t codeReadFailed = 13;
+constexpr int32_t codeCloseFailed = 15;
+constexpr int32_t codeInvalidArgument = 20;
+constexpr int32_t codeNoMemory = 36;
+constexpr int32_t codeCryptoFailed = 114;
+constexpr int32_t codeFipsRefused = 8787;
+
+/** Logs one text and throws a CmnException with another: callers rely on both, and they often differ. */
+[[noreturn]] inline void fail(const char* function, const char* logText, const char* exceptionText, int32_t code) {
+    clogmsg(logFailure, function, "%s", logText);
+    throw CmnException(exceptionText, code);
+}
+
+/** As fail(), through clogmsgv() with detail 0. */
+[[noreturn]] inline void failDetailed(const char* function, const char* logText, const char* exceptionText,
+                                      int32_t code) {
+    clogmsgv(logFailure, 0, function, "%s", logText);
+    throw CmnException(exceptionText, code);
+}
+
+/** As fail(); the one "%s" of @p logFormat stands for the drained OpenSSL error queue. */
+[[noreturn]] void failWithSslErrors(const char* function, const char* logFormat, const char* exceptionText,
+                                    int32_t code);
+
+/** As failWithSslErrors(), through clogmsgv() with detail 0. */
+[[noreturn]] void failDetailedWithSslErrors(const char* function, const char* logFormat, const char* exceptionText,
+                                            int32_t code);
+
+} // namespace CmnCrypto
+
+#endif

@@ -1,0 +1,19 @@
+#ifndef CMNCRYPTO_OSSL_OPENSSL_H
+#define CMNCRYPTO_OSSL_OPENSSL_H
+
+// The door to OpenSSL: sources include this, not OpenSSL's headers one by one.
+
+#include <openssl/bio.h>
+#include <openssl/bn.h>
+#include <openssl/crypto.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/opensslv.h>
+#include <openssl/rand.h>
+#include <openssl/x509.h>
+
+#include "cmncrypto/OpenSslPtr.h"
+
+static_assert(OPENSSL_VERSION_MAJOR >= 3, "OpenSSL 3.0 or later is needed");
+
+#endif
