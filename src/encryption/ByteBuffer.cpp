@@ -43,12 +43,15 @@ bool ByteBuffer::reserve(size_t more) noexcept {
 
 bool ByteBuffer::grow(size_t capacity) noexcept {
     unsigned char* grown = nullptr;
-    if (m_secret && m_size != 0) {
+    if (m_secret) {
         grown = static_cast<unsigned char*>(std::malloc(capacity));
         if (grown != nullptr) {
-            std::memcpy(grown, m_data, m_size);
+            if (m_size != 0) {
+                std::memcpy(grown, m_data, m_size);
+            }
             wipe();
             std::free(m_data);
+            m_written = 0;
         }
     } else {
         grown = static_cast<unsigned char*>(std::realloc(m_data, capacity)); // moves pages where it can
@@ -75,17 +78,19 @@ bool ByteBuffer::append(const unsigned char* bytes, size_t length) noexcept {
 
 void ByteBuffer::wipe() noexcept {
     if (m_secret) {
-        OPENSSL_cleanse(m_data, m_size);
+        OPENSSL_cleanse(m_data, std::max(m_size, m_written));
     }
 }
 
 void ByteBuffer::clear() noexcept {
-    wipe();
+    m_written = std::max(m_size, m_written);
     m_size = 0;
 }
 
 void ByteBuffer::release() noexcept {
-    clear();
+    wipe();
+    m_size = 0;
+    m_written = 0;
     m_secret = false; // nothing is left that would be
     if (m_capacity > largestKept) {
         std::free(m_data);
@@ -97,6 +102,7 @@ void ByteBuffer::release() noexcept {
 void ByteBuffer::swap(ByteBuffer& other) noexcept {
     std::swap(m_data, other.m_data);
     std::swap(m_size, other.m_size);
+    std::swap(m_written, other.m_written);
     std::swap(m_capacity, other.m_capacity);
     std::swap(m_secret, other.m_secret);
 }

@@ -16,7 +16,7 @@ public:
     ByteBuffer(const ByteBuffer&) = delete;
     ByteBuffer& operator=(const ByteBuffer&) = delete;
 
-    /** Until release() the contents are wiped wherever they are dropped or moved. */
+    /** Until release() all memory that held contents is wiped before it is given up. */
     void keepSecret() noexcept { m_secret = true; }
 
     unsigned char* data() noexcept { return m_data; }
@@ -31,9 +31,9 @@ public:
 
     [[nodiscard]] bool append(const unsigned char* bytes, size_t length) noexcept;
 
-    /** Drops the contents, keeping the memory for the next ones. */
+    /** Drops the contents, keeping the memory for the next ones, which overwrite it. */
     void clear() noexcept;
-    /** Drops the contents, and a large memory with them. */
+    /** Drops the contents for good, wiped if they were secret, and a large memory with them. */
     void release() noexcept;
     void swap(ByteBuffer& other) noexcept;
 
@@ -43,6 +43,7 @@ private:
 
     unsigned char* m_data = nullptr;
     size_t m_size = 0;
+    size_t m_written = 0; // what earlier contents reached
     size_t m_capacity = 0;
     bool m_secret = false;
 };

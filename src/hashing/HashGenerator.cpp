@@ -75,7 +75,6 @@ void finish(EVP_MD_CTX* context, DigestBytes& digest) {
         failWithSslErrors(generateTag, "EVP_DigestFinal_ex() Failed.! with error %s", "EVP_DigestFinal_ex() failed",
                           codeCryptoFailed);
     }
-    ossl::clearErrors();
 }
 
 /** The last act of an object: whatever comes of it, its context is gone afterwards. */
@@ -89,6 +88,7 @@ template <class Out> DigestBytes finishOwned(OpenSslPtr<EVP_MD_CTX>& owned, Out&
     const OpenSslPtr<EVP_MD_CTX> context = std::move(owned);
     DigestBytes digest;
     finish(context.get(), digest);
+    ossl::clearErrors();
     return digest;
 }
 
