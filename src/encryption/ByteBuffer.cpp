@@ -8,6 +8,8 @@
 
 #include <openssl/crypto.h>
 
+#include "encryption/FaultIn.h"
+
 namespace CmnCrypto::Encryption {
 
 namespace {
@@ -16,6 +18,9 @@ constexpr unsigned char nothing[1] = {0};
 
 // What a buffer may keep from one stream to the next.
 constexpr size_t largestKept = size_t{1} << 20;
+
+// What a large buffer lets the system back at a time.
+constexpr size_t backedAtOnce = size_t{2} << 20;
 
 } // namespace
 
@@ -29,16 +34,30 @@ const unsigned char* ByteBuffer::data() const noexcept {
 }
 
 bool ByteBuffer::reserve(size_t more) noexcept {
-    if (more <= m_capacity - m_size) {
-        return true;
+    if (more > m_capacity - m_size) {
+        if (more > SIZE_MAX - m_size) {
+            return false;
+        }
+        // In steps that grow with the contents, so that many small pieces do not cost a move each.
+        const size_t needed = m_size + more;
+        const size_t generous = m_capacity > SIZE_MAX / 2 ? SIZE_MAX : m_capacity + m_capacity / 2;
+        if (!grow(std::max(needed, generous)) && !grow(needed)) {
+            return false;
+        }
     }
-    if (more > SIZE_MAX - m_size) {
-        return false;
+    if (m_capacity > largestKept) {
+        back(m_size + more);
     }
-    // In steps that grow with the contents, so that many small pieces do not cost a move each.
-    const size_t needed = m_size + more;
-    const size_t generous = m_capacity > SIZE_MAX / 2 ? SIZE_MAX : m_capacity + m_capacity / 2;
-    return grow(std::max(needed, generous)) || grow(needed);
+    return true;
+}
+
+/** Has the system back the memory up to @p needed, in steps, so that little is backed in vain. */
+void ByteBuffer::back(size_t needed) noexcept {
+    if (m_backed < needed) {
+        const size_t step = std::min(std::max(needed - m_backed, backedAtOnce), m_capacity - m_backed);
+        faultIn(m_data + m_backed, step);
+        m_backed += step;
+    }
 }
 
 bool ByteBuffer::grow(size_t capacity) noexcept {
@@ -52,6 +71,7 @@ bool ByteBuffer::grow(size_t capacity) noexcept {
             wipe();
             std::free(m_data);
             m_written = 0;
+            m_backed = m_size;
         }
     } else {
         grown = static_cast<unsigned char*>(std::realloc(m_data, capacity)); // moves pages where it can
@@ -96,6 +116,7 @@ void ByteBuffer::release() noexcept {
         std::free(m_data);
         m_data = nullptr;
         m_capacity = 0;
+        m_backed = 0;
     }
 }
 
@@ -104,6 +125,7 @@ void ByteBuffer::swap(ByteBuffer& other) noexcept {
     std::swap(m_size, other.m_size);
     std::swap(m_written, other.m_written);
     std::swap(m_capacity, other.m_capacity);
+    std::swap(m_backed, other.m_backed);
     std::swap(m_secret, other.m_secret);
 }
 

@@ -39,12 +39,14 @@ public:
 
 private:
     bool grow(size_t capacity) noexcept;
+    void back(size_t needed) noexcept;
     void wipe() noexcept;
 
     unsigned char* m_data = nullptr;
     size_t m_size = 0;
     size_t m_written = 0; // what earlier contents reached
     size_t m_capacity = 0;
+    size_t m_backed = 0; // how far the memory is known to be backed; counted in large buffers only
     bool m_secret = false;
 };
 
