@@ -33,7 +33,8 @@ public:
 
     /**
      * Starts OpenSSL and brings FIPS mode to the requested value. May be called again to switch; no other thread
-     * may use the library meanwhile. Digests and ciphers are looked up anew after each call.
+     * may use the library meanwhile. Digests and ciphers are looked up anew after each call; a thread that has drawn
+     * random numbers before goes on with the generator that it has.
      * @param fipsMode 0 off, non-zero on; the outcome is what getFIPSMode() says afterwards
      */
     static void initialize(int fipsMode);
@@ -76,7 +77,8 @@ public:
     static std::string IPV6_to_string(const unsigned char* address);
 
     /**
-     * Parses the text of a certificate time as OpenSSL prints it, "Mmm dd hh:mm:ss yyyy GMT" (24 characters).
+     * Parses the text of a certificate time as OpenSSL prints it, "Mmm dd hh:mm:ss yyyy GMT": 24 characters with
+     * month, numbers (digits or blanks) and zone in their columns; what stands between them is not looked at.
      * @param out receives month, day, time and year; day of week and of year stay as they were
      * @return 0, or 5964 for any other text
      */
@@ -105,7 +107,11 @@ public:
     /** @return the bytes of the string as they are, without conversion; empty for null or a string without data */
     static std::string ASN1_STRING_to_string(const ASN1_STRING* value);
 
-    /** @return the bytes as one big-endian unsigned integer in decimal, "0" for nothing */
+    /**
+     * @return the bytes as one big-endian unsigned integer in decimal, "0" for nothing. The time grows with the
+     *         square of the length.
+     * @throws std::bad_alloc when memory is short
+     */
     static std::string bytesArrayToDecStr(const unsigned char* data, unsigned int length);
 
     /**

@@ -15,8 +15,8 @@
 namespace CmnCrypto {
 
 /**
- * One digest: created for an algorithm, fed any number of times, finished once. Afterwards every operation but
- * freeHashMemory() throws. One thread at a time per object.
+ * One digest: created for an algorithm, fed any number of times, finished once. Afterwards feeding and
+ * finishing throw. One thread at a time per object.
  *
  * Failures are logged and thrown as CmnException with code 114; 8787 is MD5 in FIPS mode.
  */
@@ -49,7 +49,8 @@ public:
     /**
      * Copies the running state into another generator of the same algorithm, so that the digest of a common
      * prefix can go on in two ways.
-     * @return 1, or 0 (logged) when the algorithms differ, either object is finished or @p target is null
+     * @return 1, or 0 (logged) when the algorithms differ, either object is finished, @p target is null or OpenSSL
+     *         fails; the target is then as it was
      */
     int hashContextCopy(HashGenerator* target);
 

@@ -46,7 +46,8 @@ public:
 
     /**
      * Adds data that are authenticated, not encrypted; several calls count as one text.
-     * @return 0; 1224 where the cipher has none (the default) or the stream has begun
+     * @return 0; 1224 where the cipher has none (the default), the stream has begun or OpenSSL fails; 1223 while a
+     *         failure is recorded
      */
     virtual int add_authenticated_data_encrypt(const unsigned char* data, size_t length);
 

@@ -4,18 +4,20 @@
 #ifndef CMNCRYPTO_LIBRARYOBJECT_H
 #define CMNCRYPTO_LIBRARYOBJECT_H
 
+#include "cmncrypto/export.h"
+
 namespace CmnCrypto {
 
 /**
  * Base of the objects in handles of kind 2: CmnCrypto_release_Obj() deletes them through this destructor. The
  * handle holds a LibraryObject*, converted before it becomes a void*.
  */
-class LibraryObject {
+class CMNCRYPTO_API LibraryObject {
 public:
     LibraryObject() = default;
     LibraryObject(const LibraryObject&) = default;
     LibraryObject& operator=(const LibraryObject&) = default;
-    virtual ~LibraryObject() = default;
+    virtual ~LibraryObject();
 };
 
 } // namespace CmnCrypto

@@ -8,6 +8,7 @@
 
 #include <openssl/types.h>
 
+#include "cmncrypto/LibraryObject.h"
 #include "cmncrypto/export.h"
 #include "cmncrypto/types.h"
 
@@ -17,7 +18,7 @@ namespace CmnCrypto {
  * Wraps one certificate, owned or borrowed. Copies are deliberately empty. One thread at a time per object.
  * A query on an empty object throws CmnException with code 20.
  */
-class CMNCRYPTO_API X509Certificate {
+class CMNCRYPTO_API X509Certificate : public LibraryObject {
 public:
     /** Takes @p certificate as it is; @p owns says whether the object releases it. */
     X509Certificate(X509* certificate, bool owns);
@@ -25,7 +26,7 @@ public:
     X509Certificate(const X509Certificate& other);
     /** Leaves the object as it is and returns an empty one, as the copy constructor does. */
     X509Certificate operator=(const X509Certificate& other); // NOLINT(misc-unconventional-assign-operator)
-    virtual ~X509Certificate();
+    ~X509Certificate() override;
 
     /**
      * @return the fingerprint: the digest of the DER form, upper-case hexadecimal pairs joined by ":"

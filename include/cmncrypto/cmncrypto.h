@@ -87,7 +87,7 @@ CMNCRYPTO_API int CmnCrypto_hasher_update(CmnCryptoHandle* handle, const void* d
 
 /**
  * Finishes the digest as lower-case hexadecimal text.
- * @param out receives the NUL-terminated text, to be released with free()
+ * @param out receives the NUL-terminated text, to be released with free(); untouched on failure, null with code 36
  * @return 1; 20 for another kind of handle or a null @p out; 36; 114 when the digest was finished before
  */
 CMNCRYPTO_API int CmnCrypto_hasher_generateHash(CmnCryptoHandle* handle, char** out);
@@ -113,7 +113,7 @@ CMNCRYPTO_API int CmnCrypto_release_Obj(CmnCryptoHandle* handle);
 /**
  * Hashes one buffer into lower-case hexadecimal text.
  * @param data may be null when @p length is 0
- * @param out receives the NUL-terminated text, to be released with free(); null on failure
+ * @param out receives the NUL-terminated text, to be released with free(); null with any failure
  * @return 0; 20 for a null @p out; 36; 114 for an unknown algorithm, null data with a length, or a failure of
  *         OpenSSL; 8787 for MD5 in FIPS mode
  */
@@ -122,7 +122,7 @@ CMNCRYPTO_API int cmncrypto_getHash(const char* data, size_t length, char** out,
 /**
  * Hashes one buffer into raw bytes.
  * @param data may be null when @p length is 0
- * @param out receives the digest, to be released with free(); null on failure
+ * @param out receives the digest, to be released with free(); untouched with code 20, null with any other failure
  * @param outLength receives its length in bytes
  * @return 0; 20 for null data with a length, a null @p out or @p outLength; 36; 114; 8787
  */

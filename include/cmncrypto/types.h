@@ -37,7 +37,7 @@ typedef enum _BIGNUM_CONVERSION CMNCRYPTO_ENUM_BASE {
  * object: start with {0, NULL}, fill it with CmnCrypto_init_hasher(), empty it with CmnCrypto_release_Obj().
  */
 typedef struct CmnCryptoHandle {
-    int32_t kind; /**< 0 empty, 1 hash generator, 2 another object with a virtual destructor */
+    int32_t kind; /**< 0 empty, 1 hash generator, 2 another object, held as CmnCrypto::LibraryObject* */
     void* object; /**< the object, never to be touched by the host */
 } CmnCryptoHandle;
 

@@ -28,30 +28,20 @@ void CbcSide::open() noexcept {
     m_error = statusDone;
 }
 
-bool CbcSide::renewIv(const EVP_CIPHER* cipher, const unsigned char* iv) {
-    return m_scheduled != nullptr && m_scheduled == cipher &&
-           EVP_CipherInit_ex(m_context.get(), nullptr, nullptr, nullptr, iv, static_cast<int>(m_direction)) == 1;
-}
-
-bool CbcSide::initialise(const EVP_CIPHER* cipher, const unsigned char* iv) {
-    m_scheduled = nullptr;
-    if (!m_context || cipher == nullptr) {
-        return false;
-    }
-    EVP_CIPHER_CTX_reset(m_context.get());
-    if (EVP_CipherInit_ex(m_context.get(), cipher, nullptr, m_key.data(), iv, static_cast<int>(m_direction)) != 1) {
-        return false;
-    }
-    m_scheduled = cipher;
-    return true;
-}
-
 int CbcSide::init(const unsigned char* iv) {
     ossl::clearErrors();
     const EVP_CIPHER* cipher = ossl::cipher(m_cipher);
-    if (!renewIv(cipher, iv) && !initialise(cipher, iv)) {
+    // A key schedule that still serves is kept: only the IV is renewed then.
+    const bool scheduled = m_scheduled != nullptr && m_scheduled == cipher;
+    if (!scheduled) {
+        EVP_CIPHER_CTX_reset(m_context.get());
+    }
+    if (!m_context || cipher == nullptr ||
+        EVP_CipherInit_ex(m_context.get(), scheduled ? nullptr : cipher, nullptr, scheduled ? nullptr : m_key.data(),
+                          iv, static_cast<int>(m_direction)) != 1) {
         return failReset("EVP_CipherInit_ex returned FAILURE", __LINE__);
     }
+    m_scheduled = cipher;
     return statusDone;
 }
 
@@ -97,10 +87,10 @@ int CbcSide::feed(const unsigned char* data, size_t length, bool final) {
 }
 
 void CbcSide::record(const char* tag, const char* text, int line) {
-    logWithLine(tag, text, line);
-    logSslError(tag);
     m_error = statusFailed;
     m_scheduled = nullptr; // the next stream starts from a clean context
+    logWithLine(tag, text, line);
+    logSslError(tag);
 }
 
 // The failing call answers 1224 and later ones 1223 until a reset: callers tell the two apart.

@@ -42,9 +42,6 @@ public:
 
 private:
     void record(const char* tag, const char* text, int line);
-    bool renewIv(const EVP_CIPHER* cipher, const unsigned char* iv);
-    bool initialise(const EVP_CIPHER* cipher, const unsigned char* iv);
-
     const Direction m_direction;
     const ossl::Cipher m_cipher;
     const ossl::SecretBytes& m_key;

@@ -39,7 +39,7 @@ GCMCrypter::GCMCrypter(const std::string& key) {
         throwStatus(constructorTag, statusFailed);
     }
     m_impl = std::make_unique<Impl>(key);
-    GCMCrypter::encryptReset(); // a failure stays recorded, and is the answer of the first operation
+    GCMCrypter::encryptReset(); // a side whose reset fails refuses its data until another reset
     GCMCrypter::decryptReset();
 }
 

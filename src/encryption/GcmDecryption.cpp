@@ -40,14 +40,13 @@ GcmDecryption::GcmDecryption(const ossl::SecretBytes& key, int& error)
 /** Puts the context at the start of a decryption, keeping a key schedule that still serves. */
 bool GcmDecryption::prepareContext() {
     const EVP_CIPHER* cipher = ossl::cipher(ossl::Cipher::aes256Gcm);
-    if (m_scheduled != nullptr && m_scheduled == cipher &&
-        EVP_DecryptInit_ex(m_context.get(), nullptr, nullptr, nullptr, nullptr) == 1) {
-        return true;
+    const bool scheduled = m_scheduled != nullptr && m_scheduled == cipher;
+    if (!scheduled) {
+        m_scheduled = nullptr;
+        EVP_CIPHER_CTX_reset(m_context.get());
     }
-    m_scheduled = nullptr;
-    EVP_CIPHER_CTX_reset(m_context.get());
     return m_context && cipher != nullptr &&
-           EVP_DecryptInit_ex(m_context.get(), cipher, nullptr, nullptr, nullptr) == 1;
+           EVP_DecryptInit_ex(m_context.get(), scheduled ? nullptr : cipher, nullptr, nullptr, nullptr) == 1;
 }
 
 int GcmDecryption::reset() {
@@ -55,15 +54,14 @@ int GcmDecryption::reset() {
     m_error = statusDone;
     m_phase = Phase::reset;
     m_ivLength = 0;
-    m_cached_tag.clear();
+    m_cachedTag.clear();
     m_aad.release();
     m_collected.release();
     m_output.reset();
     if (!prepareContext()) {
+        close(statusFailed);
         clogmsg(logFailure, resetTag, "EVP_DecryptInit_ex returned FAILURE");
         logSslError(resetTag);
-        m_phase = Phase::finished;
-        m_error = statusFailed;
     }
     return m_error;
 }
@@ -73,16 +71,16 @@ int GcmDecryption::addAuthenticatedData(const unsigned char* data, size_t length
         return statusFailed;
     }
     if (m_phase != Phase::reset) {
-        clogmsg(logFailure, aadTag, "Attempted to add AAD when it is not allowed");
         m_error = statusRefused;
+        clogmsg(logFailure, aadTag, "Attempted to add AAD when it is not allowed");
         return m_error;
     }
     if (data == nullptr && length != 0) {
         return statusRefused;
     }
     if (!m_aad.append(data, length)) {
+        close(statusRefused);
         clogmsg(logFailure, aadTag, "Failed to allocate memory for the AAD");
-        m_error = statusRefused;
     }
     return m_error;
 }
@@ -115,9 +113,7 @@ int GcmDecryption::decrypt(const unsigned char* data, size_t length, bool final)
 /** Takes what the IV still lacks off the input, and starts the cipher once it is whole. */
 int GcmDecryption::readIv(const unsigned char*& data, size_t& length) {
     const size_t taken = std::min(length, gcmIvLength - m_ivLength);
-    if (isLogged()) {
-        clogmsg(logTrace, decryptTag, "Reading %zu bytes into IV", taken);
-    }
+    clogmsg(logTrace, decryptTag, "Reading %zu bytes into IV", taken);
     if (taken != 0) {
         std::memcpy(m_iv + m_ivLength, data, taken);
         m_ivLength += taken;
@@ -127,9 +123,8 @@ int GcmDecryption::readIv(const unsigned char*& data, size_t& length) {
     if (m_ivLength < gcmIvLength) {
         return statusDone;
     }
-    if (isLogged()) { // lengths, never key bytes
-        clogmsg(logTrace, decryptTag, "Initializing key (%zu bytes) and IV (%zu bytes)", m_key.size(), gcmIvLength);
-    }
+    // Lengths, never key bytes.
+    clogmsg(logTrace, decryptTag, "Initializing key (%zu bytes) and IV (%zu bytes)", m_key.size(), gcmIvLength);
     const unsigned char* key = m_scheduled == nullptr ? m_key.data() : nullptr;
     if (EVP_DecryptInit_ex(m_context.get(), nullptr, nullptr, key, m_iv) != 1) {
         return fail("EVP_DecryptInit_ex returned FAILURE", statusRefused);
@@ -142,53 +137,47 @@ int GcmDecryption::readIv(const unsigned char*& data, size_t& length) {
 
 /** Moves everything but the last 16 bytes of cache and input to the collected ciphertext. */
 int GcmDecryption::readData(const unsigned char* data, size_t length) {
-    const size_t cached_tag_size = m_cached_tag.size();
-    CMNCRYPTO_ASSERT(cached_tag_size <= GCM_TAG_LEN, decryptTag, "cached_tag_size <= (size_t)GCM_TAG_LEN",
+    const size_t cachedTagSize = m_cachedTag.size();
+    CMNCRYPTO_ASSERT(cachedTagSize <= GCM_TAG_LEN, decryptTag, "cached_tag_size <= (size_t)GCM_TAG_LEN",
                      "the tag cache holds more than a tag");
-    const bool long_input = length > GCM_TAG_LEN;
-    const size_t from_input = long_input ? length - GCM_TAG_LEN : 0;
-    const size_t beyond_tag = cached_tag_size + length > GCM_TAG_LEN ? cached_tag_size + length - GCM_TAG_LEN : 0;
-    const size_t from_cache = long_input ? cached_tag_size : beyond_tag;
-    if (isLogged()) {
-        clogmsg(logTrace, decryptTag,
-                "Total data available =%zu, size_to_read_from_input =%zu, size_to_read_from_cache =%zu, "
-                "cached_tag_size =%zu",
-                cached_tag_size + length, from_input, from_cache, cached_tag_size);
-    }
-    if (beyond_tag == 0) {
-        if (isLogged()) {
-            clogmsg(logTrace, decryptTag, "Adding %zu bytes to tag cache", length);
-        }
-        m_cached_tag.append(data, length);
+    const bool longInput = length > GCM_TAG_LEN;
+    const size_t fromInput = longInput ? length - GCM_TAG_LEN : 0;
+    const size_t beyondTag = cachedTagSize + length > GCM_TAG_LEN ? cachedTagSize + length - GCM_TAG_LEN : 0;
+    const size_t fromCache = longInput ? cachedTagSize : beyondTag;
+    clogmsg(logTrace, decryptTag,
+            "Total data available =%zu, size_to_read_from_input =%zu, size_to_read_from_cache =%zu, "
+            "cached_tag_size =%zu",
+            cachedTagSize + length, fromInput, fromCache, cachedTagSize);
+    if (beyondTag == 0) {
+        clogmsg(logTrace, decryptTag, "Adding %zu bytes to tag cache", length);
+        m_cachedTag.append(data, length);
         return statusDone;
     }
-    if (!m_collected.append(m_cached_tag.data(), from_cache) || !m_collected.append(data, from_input)) {
+    if (!m_collected.append(m_cachedTag.data(), fromCache) || !m_collected.append(data, fromInput)) {
         return fail("Failed to allocate memory for the stream", statusRefused);
     }
-    m_cached_tag.dropFront(from_cache);
-    m_cached_tag.append(data + from_input, length - from_input);
-    CMNCRYPTO_ASSERT(m_cached_tag.size() == GCM_TAG_LEN, decryptTag, "m_cached_tag.size() == (size_t)GCM_TAG_LEN",
+    m_cachedTag.dropFront(fromCache);
+    m_cachedTag.append(data + fromInput, length - fromInput);
+    CMNCRYPTO_ASSERT(m_cachedTag.size() == GCM_TAG_LEN, decryptTag, "m_cached_tag.size() == (size_t)GCM_TAG_LEN",
                      "the tag cache does not hold a tag");
     return statusDone;
 }
 
 int GcmDecryption::finish() {
-    if (m_cached_tag.size() < GCM_TAG_LEN) {
+    if (m_cachedTag.size() < GCM_TAG_LEN) {
+        close(statusRefused);
         clogmsg(logFailure, decryptTag, "sufficient tag size was not accumulated");
-        m_error = statusRefused;
         return m_error;
     }
     m_phase = Phase::finished;
     m_collected.keepSecret(); // plaintext from here on, and never handed out before the tag is checked
-    if (EVP_CIPHER_CTX_ctrl(m_context.get(), EVP_CTRL_GCM_SET_TAG, static_cast<int>(GCM_TAG_LEN),
-                            m_cached_tag.data()) != 1) {
+    if (EVP_CIPHER_CTX_ctrl(m_context.get(), EVP_CTRL_GCM_SET_TAG, static_cast<int>(GCM_TAG_LEN), m_cachedTag.data()) !=
+        1) {
         return fail("EVP_CIPHER_CTX_ctrl returned FAILURE", statusRefused);
     }
-    m_cached_tag.clear();
+    m_cachedTag.clear();
     if (!addStoredAad()) {
-        logSslError(decryptTag);
-        m_error = statusRefused;
-        return m_error;
+        return fail(nullptr, statusRefused);
     }
     if (!decryptCollected()) {
         return fail("EVP_DecryptUpdate returned FAILURE", statusRefused);
@@ -203,12 +192,10 @@ int GcmDecryption::finish() {
 }
 
 bool GcmDecryption::addStoredAad() {
-    if (isLogged()) {
-        if (m_aad.size() == 0) {
-            clogmsg(logTrace, decryptTag, "No AAD was provided");
-        } else {
-            clogmsg(logTrace, decryptTag, "Adding AAD (%zu)", m_aad.size());
-        }
+    if (m_aad.size() == 0) {
+        clogmsg(logTrace, decryptTag, "No AAD was provided");
+    } else {
+        clogmsg(logTrace, decryptTag, "Adding AAD (%zu)", m_aad.size());
     }
     return feedAuthenticatedData(EVP_DecryptUpdate, m_context.get(), m_aad.data(), m_aad.size());
 }
@@ -218,28 +205,34 @@ bool GcmDecryption::decryptCollected() {
         const size_t piece = std::min(m_collected.size() - done, decryptPiece);
         unsigned char* place = m_collected.data() + done;
         int produced = 0;
-        if (isLogged()) {
-            clogmsg(logTrace, decryptTag, "Decrypting %zu bytes", piece);
-        }
+        clogmsg(logTrace, decryptTag, "Decrypting %zu bytes", piece);
         if (EVP_DecryptUpdate(m_context.get(), place, &produced, place, static_cast<int>(piece)) != 1) {
             return false;
         }
-        if (isLogged()) {
-            clogmsg(logTrace, decryptTag, "Got %d bytes of decrypted output", produced);
-        }
+        clogmsg(logTrace, decryptTag, "Got %d bytes of decrypted output", produced);
         done += piece;
     }
     return true;
 }
 
-/** Logs and records a failure; nothing that was collected or decrypted outlives it. */
+/** Records a failure and logs it, with a text of its own if there is one. */
 int GcmDecryption::fail(const char* text, int status) {
-    clogmsg(logFailure, decryptTag, "%s", text);
+    close(status);
+    if (text != nullptr) {
+        clogmsg(logFailure, decryptTag, "%s", text);
+    }
     logSslError(decryptTag);
-    m_collected.release();
-    m_scheduled = nullptr;
-    m_error = status;
     return m_error;
+}
+
+// The recorded error is the object's and the other side's reset clears it too: the phase keeps a refused stream
+// shut. Nothing that was collected or decrypted outlives it.
+void GcmDecryption::close(int error) {
+    m_error = error;
+    m_phase = Phase::finished;
+    m_scheduled = nullptr;
+    m_cachedTag.clear();
+    m_collected.release();
 }
 
 } // namespace CmnCrypto::Encryption

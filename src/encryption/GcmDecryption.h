@@ -46,6 +46,7 @@ private:
     bool addStoredAad();
     bool decryptCollected();
     int fail(const char* text, int status);
+    void close(int error);
 
     const ossl::SecretBytes& m_key;
     int& m_error;
@@ -54,7 +55,7 @@ private:
     Phase m_phase = Phase::finished;
     unsigned char m_iv[gcmIvLength] = {};
     size_t m_ivLength = 0; // collected so far
-    TagCache m_cached_tag;
+    TagCache m_cachedTag;
     ByteBuffer m_aad;
     ByteBuffer m_collected;
     CrypterOutput m_output;

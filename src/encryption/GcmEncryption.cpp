@@ -21,23 +21,20 @@ constexpr const char* encryptTag = "GCMCrypter::encrypt";
 GcmEncryption::GcmEncryption(const ossl::SecretBytes& key, int& error)
     : m_key(key), m_error(error), m_context(EVP_CIPHER_CTX_new()) {}
 
-/** A new IV under the key schedule that is at hand. @return false where that takes more */
-bool GcmEncryption::renewIv(unsigned char (&iv)[gcmIvLength]) {
-    return m_scheduled != nullptr && m_scheduled == ossl::cipher(ossl::Cipher::aes256Gcm) &&
-           fillRandom(iv, gcmIvLength) && EVP_EncryptInit_ex(m_context.get(), nullptr, nullptr, nullptr, iv) == 1;
-}
-
-/** Everything from the start. @return null, or what failed and in which @p line */
-const char* GcmEncryption::initialise(unsigned char (&iv)[gcmIvLength], int& line) {
+/** A new IV, under the key schedule that is at hand if it still serves. @return null, or what failed and where */
+const char* GcmEncryption::start(unsigned char (&iv)[gcmIvLength], int& line) {
     const EVP_CIPHER* cipher = ossl::cipher(ossl::Cipher::aes256Gcm);
-    m_scheduled = nullptr;
-    EVP_CIPHER_CTX_reset(m_context.get());
+    const bool scheduled = m_scheduled != nullptr && m_scheduled == cipher;
+    if (!scheduled) {
+        EVP_CIPHER_CTX_reset(m_context.get());
+    }
     if (!m_context || cipher == nullptr ||
-        EVP_EncryptInit_ex(m_context.get(), cipher, nullptr, nullptr, nullptr) != 1) {
+        EVP_EncryptInit_ex(m_context.get(), scheduled ? nullptr : cipher, nullptr, nullptr, nullptr) != 1) {
         line = __LINE__;
         return "EVP_EncryptInit_ex returned FAILURE";
     }
-    if (EVP_CIPHER_CTX_ctrl(m_context.get(), EVP_CTRL_GCM_SET_IVLEN, static_cast<int>(gcmIvLength), nullptr) != 1) {
+    if (!scheduled &&
+        EVP_CIPHER_CTX_ctrl(m_context.get(), EVP_CTRL_GCM_SET_IVLEN, static_cast<int>(gcmIvLength), nullptr) != 1) {
         line = __LINE__;
         return "EVP_CIPHER_CTX_ctrl returned FAILURE";
     }
@@ -45,9 +42,13 @@ const char* GcmEncryption::initialise(unsigned char (&iv)[gcmIvLength], int& lin
         line = __LINE__;
         return "mangleGetRandom returned FAILURE";
     }
-    if (EVP_EncryptInit_ex(m_context.get(), nullptr, nullptr, m_key.data(), iv) != 1) {
+    if (EVP_EncryptInit_ex(m_context.get(), nullptr, nullptr, scheduled ? nullptr : m_key.data(), iv) != 1) {
         line = __LINE__;
         return "Encryption initialization returned FAILURE";
+    }
+    if (!m_output.bytes.append(iv, sizeof iv)) {
+        line = __LINE__;
+        return "Failed to allocate memory for the output";
     }
     m_scheduled = cipher;
     return nullptr;
@@ -57,20 +58,13 @@ int GcmEncryption::reset() {
     ossl::clearErrors();
     m_error = statusDone;
     m_output.reset();
-    // Only a reset that succeeds opens the stream: a left-over context must never encrypt under an old IV.
-    m_phase = Phase::finished;
     unsigned char iv[gcmIvLength];
     int line = 0;
-    const char* failed = renewIv(iv) ? nullptr : initialise(iv, line);
-    if (failed == nullptr && !m_output.bytes.append(iv, sizeof iv)) {
-        line = __LINE__;
-        failed = "Failed to allocate memory for the output";
-    }
+    const char* failed = start(iv, line);
     if (failed != nullptr) {
+        close(statusFailed);
         logWithLine(resetTag, failed, line);
         logSslError(resetTag);
-        m_scheduled = nullptr;
-        m_error = statusFailed;
         return m_error;
     }
     m_phase = Phase::aadAllowed;
@@ -82,8 +76,8 @@ int GcmEncryption::addAuthenticatedData(const unsigned char* data, size_t length
         return statusFailed;
     }
     if (m_phase != Phase::aadAllowed) {
-        clogmsg(logFailure, aadTag, "Attempted to add AAD when it is not allowed");
         m_error = statusRefused;
+        clogmsg(logFailure, aadTag, "Attempted to add AAD when it is not allowed");
         return m_error;
     }
     if (data == nullptr && length != 0) {
@@ -138,11 +132,18 @@ int GcmEncryption::finish() {
 }
 
 int GcmEncryption::fail(const char* function, const char* text) {
+    close(statusRefused);
     clogmsg(logFailure, function, "%s", text);
     logSslError(function);
-    m_scheduled = nullptr;
-    m_error = statusRefused;
     return m_error;
+}
+
+// The recorded error is the object's and the other side's reset clears it too: the phase keeps a stream shut that
+// has lost a piece, or that would run under an old IV.
+void GcmEncryption::close(int error) {
+    m_error = error;
+    m_phase = Phase::finished;
+    m_scheduled = nullptr;
 }
 
 } // namespace CmnCrypto::Encryption

@@ -22,10 +22,10 @@ public:
 private:
     enum class Phase { aadAllowed = 1, dataStarted = 3, finished = 5 };
 
-    bool renewIv(unsigned char (&iv)[gcmIvLength]);
-    const char* initialise(unsigned char (&iv)[gcmIvLength], int& line);
+    const char* start(unsigned char (&iv)[gcmIvLength], int& line);
     int finish();
     int fail(const char* function, const char* text);
+    void close(int error);
 
     const ossl::SecretBytes& m_key;
     int& m_error;

@@ -14,8 +14,6 @@ struct TypeRow {
     bool aad;
 };
 
-constexpr TypeRow invalidRow = {KSCrypt::CRYPT_INVALID, "CRYPT_INVALID", 0, 0, false};
-
 constexpr TypeRow types[] = {
     {KSCrypt::CRYPT_NONE, "CRYPT_NONE", 0, 0, false},
     {KSCrypt::AES_256_CBC, "AES_256_CBC", 32, 16, false},
@@ -56,7 +54,7 @@ int KSCrypt::add_authenticated_data_decrypt(const unsigned char* /*data*/, size_
 
 std::string KSCrypt::cryptTypeToString(CryptType type) {
     const TypeRow* row = find(type);
-    return row != nullptr ? row->name : invalidRow.name;
+    return row != nullptr ? row->name : "CRYPT_INVALID";
 }
 
 KSCrypt::CryptType KSCrypt::stringToCryptType(const std::string& name) {
@@ -65,7 +63,7 @@ KSCrypt::CryptType KSCrypt::stringToCryptType(const std::string& name) {
             return row.type;
         }
     }
-    return invalidRow.type;
+    return CRYPT_INVALID;
 }
 
 size_t KSCrypt::cryptTypeToKeyLen(CryptType type) {

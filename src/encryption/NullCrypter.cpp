@@ -13,6 +13,7 @@ class NullSide {
 public:
     int reset() {
         m_output.reset();
+        m_output.bytes.keepSecret(); // plaintext, whatever the direction
         m_error = statusDone;
         m_finished = false;
         return statusDone;
@@ -27,8 +28,8 @@ public:
         }
         m_output.begin();
         if (!m_output.bytes.append(data, length)) {
-            logWithLine(function, "Failed to allocate memory for the output", __LINE__);
             m_error = statusFailed;
+            logWithLine(function, "Failed to allocate memory for the output", __LINE__);
             return statusRefused;
         }
         m_finished = final;
@@ -47,6 +48,11 @@ private:
 
 class NullCrypter::Impl {
 public:
+    Impl() {
+        encryption.reset();
+        decryption.reset();
+    }
+
     NullSide encryption;
     NullSide decryption;
 };

@@ -30,12 +30,12 @@ bool isHasher(const char* function, const CmnCryptoHandle* handle) {
     return true;
 }
 
-/** As a host hears that it passed something unusable. */
-bool isValid(bool valid, const char* function, const char* text) {
-    if (!valid) {
+/** Logs @p text under @p function unless @p holds. @return @p holds */
+bool holdsOrLog(bool holds, const char* function, const char* text) {
+    if (!holds) {
         clogmsg(logFailure, function, "%s", text);
     }
-    return valid;
+    return holds;
 }
 
 /** A copy of a text for the host to free(); null is logged. */
@@ -66,7 +66,7 @@ HashGenerator* hasherOf(const CmnCryptoHandle* handle) {
 int CmnCrypto_init_hasher(CmnCryptoHandle* handle, _HASH_ALGO algorithm) {
     constexpr const char* function = "CmnCrypto_init_hasher";
     return guarded(function, [=] {
-        if (!isValid(handle != nullptr, function, "Invalid argument")) {
+        if (!holdsOrLog(handle != nullptr, function, "Invalid argument")) {
             return codeInvalidArgument;
         }
         // Short memory leaves a handle of kind 1 without an object; the other functions refuse it.
@@ -83,7 +83,7 @@ int CmnCrypto_hasher_update(CmnCryptoHandle* handle, const void* data, int lengt
             return codeInvalidArgument;
         }
         const bool valid = handle->object != nullptr && length >= 0 && (data != nullptr || length == 0);
-        if (!isValid(valid, function, "Invalid argument")) {
+        if (!holdsOrLog(valid, function, "Invalid argument")) {
             return codeInvalidArgument;
         }
         hasherOf(handle)->addData(data, static_cast<size_t>(length));
@@ -95,7 +95,7 @@ int CmnCrypto_hasher_generateHash(CmnCryptoHandle* handle, char** out) {
     constexpr const char* function = "CmnCrypto_hasher_generateHash";
     return guarded(function, [=] {
         if (!isHasher(function, handle) ||
-            !isValid(handle->object != nullptr && out != nullptr, function, "Invalid argument")) {
+            !holdsOrLog(handle->object != nullptr && out != nullptr, function, "Invalid argument")) {
             return codeInvalidArgument;
         }
         std::string text;
@@ -108,8 +108,9 @@ int CmnCrypto_hasher_generateHash(CmnCryptoHandle* handle, char** out) {
 int CmnCrypto_hasher_generateBinaryHash(CmnCryptoHandle* handle, void** out, unsigned int* outLength) {
     constexpr const char* function = "CmnCrypto_hasher_generateBinaryHash";
     return guardedOrZero(function, [=] {
-        if (!isHasher(function, handle) || !isValid(handle->object != nullptr && out != nullptr && outLength != nullptr,
-                                                    function, "Invalid argument")) {
+        if (!isHasher(function, handle) ||
+            !holdsOrLog(handle->object != nullptr && out != nullptr && outLength != nullptr, function,
+                        "Invalid argument")) {
             return 0;
         }
         std::string digest;
@@ -123,7 +124,7 @@ int CmnCrypto_hasher_generateBinaryHash(CmnCryptoHandle* handle, void** out, uns
 int CmnCrypto_context_copy(CmnCryptoHandle* source, CmnCryptoHandle* target) {
     constexpr const char* function = "CmnCrypto_copy"; // the name that its messages have always carried
     return guardedOrZero(function, [=] {
-        if (!isHasher(function, source) || !isValid(source->object != nullptr, function, "Invalid argument")) {
+        if (!isHasher(function, source) || !holdsOrLog(source->object != nullptr, function, "Invalid argument")) {
             return 0;
         }
         // The target's kind is not checked: hosts copy into records that they filled themselves.
@@ -151,13 +152,13 @@ int cmncrypto_getHash(const char* data, size_t length, char** out, _HASH_ALGO al
     constexpr const char* function = "cmncrypto_getHash";
     return guarded(function, [=] {
         clogmsg(logInfo, function, "Inside cmncrypto_getHash for hashing data using algo:%d", algorithm);
-        if (!isValid(out != nullptr, function, "Invalid input arguments.")) {
+        if (!holdsOrLog(out != nullptr, function, "Invalid input arguments.")) {
             return codeInvalidArgument;
         }
         *out = nullptr;
         std::string text;
-        if (!isValid(HashGenerator::generateHexHashForStr(data, length, algorithm, text), function,
-                     "generateHexHashForStr function failed.")) {
+        if (!holdsOrLog(HashGenerator::generateHexHashForStr(data, length, algorithm, text), function,
+                        "generateHexHashForStr function failed.")) {
             return codeCryptoFailed;
         }
         *out = duplicate(function, text);
@@ -171,13 +172,13 @@ int cmncrypto_getBinaryHash(const unsigned char* data, size_t length, _HASH_ALGO
     return guarded(function, [=] {
         clogmsg(logInfo, function, "Inside cmncrypto_getBinaryHash for hashing data using algo:%d", algorithm);
         const bool valid = (data != nullptr || length == 0) && out != nullptr && outLength != nullptr;
-        if (!isValid(valid, function, "Invalid input arguments.")) {
+        if (!holdsOrLog(valid, function, "Invalid input arguments.")) {
             return codeInvalidArgument;
         }
         *out = nullptr;
         std::string digest;
         // The text form's name in the message is kept: hosts look for it.
-        if (!isValid(
+        if (!holdsOrLog(
                 HashGenerator::generateBinaryHashForStr(reinterpret_cast<const char*>(data), length, algorithm, digest),
                 function, "generateHexHashForStr function failed.")) {
             return codeCryptoFailed;

@@ -7,7 +7,7 @@
 
 using namespace CmnCrypto;
 
-// The first two let exceptions through: their hosts tell a failed generator from a weak result by it.
+// The first two let exceptions through: their hosts have always caught them.
 
 int cmncrypto_getRandomBytes(unsigned char* buffer, int count) {
     clogmsg(logInfo, "cmncrypto_getRandomBytes", "Inside cmncrypto_getRandomBytes for generating random bytes");

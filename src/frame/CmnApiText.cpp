@@ -9,8 +9,8 @@
 #include <new>
 
 #include "cmncrypto/CmnApi.h"
-#include "frame/Hex.h"
 #include "frame/Logging.h"
+#include "frame/NumberText.h"
 #include "ossl/ErrorQueue.h"
 
 namespace CmnCrypto {
@@ -121,19 +121,8 @@ std::string CmnApi::ASN1_STRING_to_string(const ASN1_STRING* value) {
 }
 
 std::string CmnApi::bytesArrayToDecStr(const unsigned char* data, unsigned int length) {
-    if (data == nullptr || length == 0) {
-        return "0";
-    }
-    if (length > INT_MAX) {
-        throw std::bad_alloc();
-    }
-    const OpenSslPtr<BIGNUM> number(BN_bin2bn(data, static_cast<int>(length), nullptr));
-    char* digits = number ? BN_bn2dec(number.get()) : nullptr;
-    if (digits == nullptr) {
-        throw std::bad_alloc();
-    }
-    std::string text(digits);
-    OPENSSL_clear_free(digits, text.size()); // it may be a secret number
+    std::string text;
+    toDecimal(data, length, text);
     return text;
 }
 

@@ -1,5 +1,9 @@
 #include "frame/FipsMode.h"
 
+#include <array>
+#include <memory>
+#include <utility>
+
 #include <openssl/provider.h>
 
 #include "ossl/Algorithms.h"
@@ -11,27 +15,46 @@ namespace {
 // The rest of the work is done in the default library context, as everything else in this library.
 constexpr OSSL_LIB_CTX* defaultContext = nullptr;
 
-/** A provider that this library has loaded, let go again unless it is kept. */
-class LoadedProvider {
+/** Providers that this library has loaded, let go together unless they are kept. */
+class LoadedProviders {
 public:
-    explicit LoadedProvider(const char* name)
-        // Retaining the fall-backs: without it the first failed load of a process leaves it with no provider.
-        : m_provider(OSSL_PROVIDER_try_load(defaultContext, name, 1)) {}
-    ~LoadedProvider() {
-        if (m_provider != nullptr) {
-            OSSL_PROVIDER_unload(m_provider);
+    LoadedProviders() = default;
+    ~LoadedProviders() {
+        while (m_count > 0) {
+            OSSL_PROVIDER_unload(m_providers[--m_count]);
         }
     }
-    LoadedProvider(const LoadedProvider&) = delete;
-    LoadedProvider& operator=(const LoadedProvider&) = delete;
+    LoadedProviders(const LoadedProviders&) = delete;
+    LoadedProviders& operator=(const LoadedProviders&) = delete;
 
-    explicit operator bool() const { return m_provider != nullptr; }
-    // OpenSSL unloads it at exit; doing so from a destructor of ours would come too late.
-    void keep() { m_provider = nullptr; }
+    /** Retains the fall-backs: without that the first failed load of a process leaves it with no provider. */
+    bool add(const char* name) {
+        OSSL_PROVIDER* const provider = OSSL_PROVIDER_try_load(defaultContext, name, 1);
+        if (provider == nullptr) {
+            return false;
+        }
+        m_providers[m_count++] = provider;
+        return true;
+    }
 
 private:
-    OSSL_PROVIDER* m_provider;
+    std::array<OSSL_PROVIDER*, 3> m_providers{};
+    size_t m_count = 0;
 };
+
+LoadedProviders* keptProviders = nullptr;
+
+/** Keeps providers until OpenSSL ends. A destructor of ours would run while a host's own may still hash. */
+void keep(std::unique_ptr<LoadedProviders> providers) {
+    const auto release = [] {
+        delete keptProviders;
+        keptProviders = nullptr;
+    };
+    if (keptProviders == nullptr) {
+        keptProviders = providers.release();
+        OPENSSL_atexit(release); // refused: they stay loaded to the very end
+    }
+}
 
 /** Whether a loaded provider really offers a digest, a cipher and a generator as FIPS ones. */
 bool fipsAlgorithmsExist() {
@@ -62,22 +85,16 @@ bool switchOn() {
     const bool hasDefault = OSSL_PROVIDER_available(defaultContext, "default") == 1;
     ERR_clear_error();
 
-    LoadedProvider fips("fips");
-    if (!fips || !fipsAlgorithmsExist()) {
-        return false;
-    }
-    LoadedProvider base("base");
-    LoadedProvider standard(hasDefault ? "default" : "base");
-    if (!base || !standard || EVP_default_properties_enable_fips(defaultContext, 1) != 1) {
+    auto providers = std::make_unique<LoadedProviders>();
+    if (!providers->add("fips") || !fipsAlgorithmsExist() || !providers->add("base") ||
+        (hasDefault && !providers->add("default")) || EVP_default_properties_enable_fips(defaultContext, 1) != 1) {
         return false;
     }
     if (!randomWorks()) {
         backToUnrestricted();
         return false;
     }
-    fips.keep();
-    base.keep();
-    standard.keep();
+    keep(std::move(providers));
     ERR_clear_error(); // a load may succeed and leave errors behind
     return true;
 }

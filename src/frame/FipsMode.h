@@ -10,9 +10,10 @@ namespace CmnCrypto::fips {
 int FIPS_mode();
 
 /**
- * Switches. On: loads the "fips" and "base" providers, switches the default properties and proves that a digest,
- * a cipher and the random generator work; where any of that fails everything is as it was before. Off: switches
- * the properties back.
+ * Switches. On: loads the "fips" and "base" providers, makes sure that FIPS digests, ciphers and generators exist,
+ * switches the default properties and draws a random byte; where any of that fails everything is as it was before.
+ * Off: switches the properties back. A thread that has drawn random numbers before a switch goes on with the
+ * generator that it has.
  * @return 1, or 0 with the reason in OpenSSL's error queue
  */
 int FIPS_mode_set(int on);

@@ -2,8 +2,10 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <new>
 
 #include "cmncrypto/CmnApi.h"
+#include "ossl/ErrorQueue.h"
 
 namespace {
 
@@ -36,7 +38,7 @@ int cmncrypto_set_log_callback(cmncrypto_log_cb simple, cmncrypto_log_detail_cb 
 // clogmsg() prefers the simple callback and clogmsgv() the extended one: hosts that install both tell the two
 // streams apart by it.
 int clogmsg(int level, const char* function, const char* format, ...) {
-    if (!CmnCrypto::isLogged()) {
+    if (!CmnCrypto::isLogged() || format == nullptr) {
         return 0;
     }
     char message[messageSize];
@@ -49,7 +51,7 @@ int clogmsg(int level, const char* function, const char* format, ...) {
 }
 
 int clogmsgv(int level, int detail, const char* function, const char* format, ...) {
-    if (!CmnCrypto::isLogged()) {
+    if (!CmnCrypto::isLogged() || format == nullptr) {
         return 0;
     }
     char message[messageSize];
@@ -71,8 +73,17 @@ void logWithLine(const char* function, const char* text, int line) {
     clogmsg(logFailure, function, "%s(%d)", text, line);
 }
 
-void logSslError(const char* function) {
-    clogmsg(logFailure, function, "SSL Error : %s", getAndClearSslErrStack().c_str());
+void logSslError(const char* function) noexcept {
+    if (!isLogged()) {
+        ossl::clearErrors();
+        return;
+    }
+    try {
+        clogmsg(logFailure, function, "SSL Error : %s", getAndClearSslErrStack().c_str());
+    } catch (const std::bad_alloc&) {
+        ossl::clearErrors();
+        clogmsg(logFailure, function, "SSL Error : %s", "No error details available.");
+    }
 }
 
 } // namespace CmnCrypto

@@ -11,14 +11,14 @@ constexpr int logWarning = 8;
 constexpr int logTrace = 4;
 constexpr int logInfo = 2;
 
-/** @return whether a callback would receive a message; asked where the arguments alone would cost something */
+/** @return whether a callback would receive a message; asked where the arguments alone cost something */
 bool isLogged() noexcept;
 
 /** Logs @p text, followed by the source line in parentheses, as a failure. */
 void logWithLine(const char* function, const char* text, int line);
 
-/** Logs the drained OpenSSL error queue as "SSL Error : ...", as a failure. */
-void logSslError(const char* function);
+/** Empties the OpenSSL error queue into the failure message "SSL Error : ...". Short memory shortens the message. */
+void logSslError(const char* function) noexcept;
 
 } // namespace CmnCrypto
 

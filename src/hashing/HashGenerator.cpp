@@ -4,7 +4,7 @@
 
 #include "cmncrypto/CmnApi.h"
 #include "frame/Failure.h"
-#include "frame/Hex.h"
+#include "frame/NumberText.h"
 #include "ossl/Algorithms.h"
 #include "ossl/ErrorQueue.h"
 
@@ -99,12 +99,13 @@ bool digestOf(const char* function, const char* data, size_t length, _HASH_ALGO 
         return false;
     }
     ossl::clearErrors();
-    EVP_MD_CTX* context = ossl::scratchDigestContext();
+    OpenSslPtr<EVP_MD_CTX> unkept;
+    EVP_MD_CTX* context = ossl::scratchDigestContext(unkept);
     try {
         begin(context, algorithm);
         feed(context, data, length);
         finish(context, digest);
-    } catch (const CmnException&) {
+    } catch (...) {
         EVP_MD_CTX_reset(context); // what was fed must not stay behind
         throw;
     }
@@ -128,7 +129,7 @@ void HashGenerator::addData(const void* data, size_t length) {
     ossl::clearErrors();
     try {
         feed(m_context.get(), data, length);
-    } catch (const CmnException&) {
+    } catch (...) {
         m_context.reset();
         throw;
     }
@@ -156,13 +157,19 @@ int HashGenerator::hashContextCopy(HashGenerator* target) {
         clogmsgv(logFailure, 4, function, "EVP_MD_CTX_copy_ex Failed.! Algorithm type mismatch.");
         return 0;
     }
+    if (target == this && m_context) {
+        return 1;
+    }
     ossl::clearErrors();
-    if (target == nullptr || !m_context || !target->m_context ||
-        EVP_MD_CTX_copy_ex(target->m_context.get(), m_context.get()) != 1) {
+    // A failed copy destroys what it was to replace: the target gets a context of its own that worked.
+    OpenSslPtr<EVP_MD_CTX> copy(EVP_MD_CTX_create());
+    if (target == nullptr || !m_context || !target->m_context || !copy ||
+        EVP_MD_CTX_copy_ex(copy.get(), m_context.get()) != 1) {
         clogmsgv(logFailure, 4, function, "EVP_MD_CTX_copy_ex Failed.! with error %s",
                  getAndClearSslErrStack().c_str());
         return 0;
     }
+    target->m_context = std::move(copy);
     return 1;
 }
 

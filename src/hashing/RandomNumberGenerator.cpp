@@ -7,7 +7,7 @@
 
 #include "cmncrypto/CmnApi.h"
 #include "frame/Failure.h"
-#include "frame/Hex.h"
+#include "frame/NumberText.h"
 #include "ossl/ErrorQueue.h"
 
 namespace CmnCrypto {
@@ -39,6 +39,25 @@ private:
     std::unique_ptr<unsigned char[]> m_bytes;
 };
 
+[[noreturn]] void failForMemory() {
+    fail(numberTag, "Failed to allocate memory for randBytes buffer.", "Failed to allocate memory for randBytes buffer",
+         codeCryptoFailed);
+}
+
+void writeText(_BIGNUM_CONVERSION format, Wiped& number) {
+    switch (format) {
+    case BIGNUM_TO_HEX:
+        toHex(number.bytes(), number.size(), number.text);
+        break;
+    case BIGNUM_TO_DEC:
+        toDecimal(number.bytes(), number.size(), number.text);
+        break;
+    default:
+        failDetailed(numberTag, "Unsupported Random number format. Only Hex and Decimal representation supported",
+                     "Invalid random number representation", codeCryptoFailed);
+    }
+}
+
 } // namespace
 
 int RandomNumberGenerator::generateRandomBytes(unsigned char* buffer, int count) {
@@ -59,23 +78,16 @@ int RandomNumberGenerator::generateRandomNumber(_BIGNUM_CONVERSION format, char*
     ossl::clearErrors();
     Wiped number(count < 0 ? 0 : count);
     if (count < 0 || number.bytes() == nullptr) {
-        fail(numberTag, "Failed to allocate memory for randBytes buffer.",
-             "Failed to allocate memory for randBytes buffer", codeCryptoFailed);
+        failForMemory();
     }
     if (RAND_bytes(number.bytes(), count) != 1) {
         failWithSslErrors(numberTag, "Failed to generate random number with error %s",
                           "Failed to generate random number", codeCryptoFailed);
     }
-    switch (format) {
-    case BIGNUM_TO_HEX:
-        toHex(number.bytes(), number.size(), number.text);
-        break;
-    case BIGNUM_TO_DEC:
-        number.text = CmnApi::bytesArrayToDecStr(number.bytes(), static_cast<unsigned int>(count));
-        break;
-    default:
-        failDetailed(numberTag, "Unsupported Random number format. Only Hex and Decimal representation supported",
-                     "Invalid random number representation", codeCryptoFailed);
+    try {
+        writeText(format, number);
+    } catch (const std::bad_alloc&) {
+        failForMemory();
     }
     *out = strdup(number.text.c_str());
     if (*out == nullptr) {

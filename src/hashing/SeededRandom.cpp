@@ -24,11 +24,13 @@ void seedIfNeeded() noexcept {
 uint32_t seededRandom32() noexcept {
     seedIfNeeded();
     uint32_t number = 0;
-    if (fillRandom(reinterpret_cast<unsigned char*>(&number), sizeof number)) {
-        return number;
+    if (!fillRandom(reinterpret_cast<unsigned char*>(&number), sizeof number)) {
+        ossl::clearErrors();
+        return 0;
     }
-    ossl::clearErrors();
-    return 0;
+    const uint32_t result = number;
+    OPENSSL_cleanse(&number, sizeof number); // it may become a letter of a password
+    return result;
 }
 
 bool fillRandom(unsigned char* buffer, int length) noexcept {

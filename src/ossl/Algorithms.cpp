@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <new>
 
 namespace CmnCrypto::ossl {
 
@@ -18,19 +19,29 @@ struct Kept {
     OpenSslPtr<EVP_MD_CTX> scratch;
 };
 
+// Plain data, so that both may be read when the thread's objects are being destroyed: a host's own may still hash.
 thread_local Kept* mine = nullptr;
+thread_local bool threadEnds = false;
 
 /** Releases what a thread keeps at its end. */
 struct Owner {
     ~Owner() {
         delete mine;
-        mine = nullptr; // a host's own later destructors may still hash
+        mine = nullptr;
+        threadEnds = true;
     }
 };
 
-Kept& kept() {
+/** @return what the calling thread keeps, up to date; null when memory is short or the thread is ending */
+Kept* kept() noexcept {
     if (mine == nullptr) {
-        mine = new Kept;
+        if (threadEnds) {
+            return nullptr;
+        }
+        mine = new (std::nothrow) Kept;
+        if (mine == nullptr) {
+            return nullptr;
+        }
         thread_local const Owner owner;
         static_cast<void>(owner);
     }
@@ -38,31 +49,51 @@ Kept& kept() {
     if (mine->generation != generation) {
         mine->digests = {};
         mine->ciphers = {};
-        mine->scratch.reset();
-        mine->generation = generation;
+        mine->generation = generation; // the scratch context may be in use, and takes a new digest at its next start
     }
-    return *mine;
+    return mine;
 }
 
-constexpr const char* digestNames[] = {"SHA256", "SHA512", "SHA1", "MD5"};
-constexpr const char* cipherNames[] = {"AES-128-CBC", "AES-192-CBC", "AES-256-CBC", "AES-256-GCM"};
+// Names to fetch by, and OpenSSL's own objects, looked up at each use, for a thread that cannot keep any.
+struct DigestRow {
+    const char* name;
+    const EVP_MD* (*unkept)();
+};
+struct CipherRow {
+    const char* name;
+    const EVP_CIPHER* (*unkept)();
+};
+constexpr DigestRow digestRows[] = {
+    {"SHA256", EVP_sha256}, {"SHA512", EVP_sha512}, {"SHA1", EVP_sha1}, {"MD5", EVP_md5}};
+constexpr CipherRow cipherRows[] = {{"AES-128-CBC", EVP_aes_128_cbc},
+                                    {"AES-192-CBC", EVP_aes_192_cbc},
+                                    {"AES-256-CBC", EVP_aes_256_cbc},
+                                    {"AES-256-GCM", EVP_aes_256_gcm}};
 
 } // namespace
 
-const EVP_MD* digest(Digest which) {
+const EVP_MD* digest(Digest which) noexcept {
     const auto index = static_cast<size_t>(which);
-    auto& entry = kept().digests[index];
+    Kept* const own = kept();
+    if (own == nullptr) {
+        return digestRows[index].unkept();
+    }
+    auto& entry = own->digests[index];
     if (!entry) {
-        entry.reset(EVP_MD_fetch(nullptr, digestNames[index], nullptr));
+        entry.reset(EVP_MD_fetch(nullptr, digestRows[index].name, nullptr));
     }
     return entry.get();
 }
 
-const EVP_CIPHER* cipher(Cipher which) {
+const EVP_CIPHER* cipher(Cipher which) noexcept {
     const auto index = static_cast<size_t>(which);
-    auto& entry = kept().ciphers[index];
+    Kept* const own = kept();
+    if (own == nullptr) {
+        return cipherRows[index].unkept();
+    }
+    auto& entry = own->ciphers[index];
     if (!entry) {
-        entry.reset(EVP_CIPHER_fetch(nullptr, cipherNames[index], nullptr));
+        entry.reset(EVP_CIPHER_fetch(nullptr, cipherRows[index].name, nullptr));
     }
     return entry.get();
 }
@@ -71,8 +102,9 @@ void forgetAlgorithms() noexcept {
     currentGeneration.fetch_add(1, std::memory_order_acq_rel);
 }
 
-EVP_MD_CTX* scratchDigestContext() {
-    auto& scratch = kept().scratch;
+EVP_MD_CTX* scratchDigestContext(OpenSslPtr<EVP_MD_CTX>& unkept) noexcept {
+    Kept* const own = kept();
+    auto& scratch = own != nullptr ? own->scratch : unkept;
     if (!scratch) {
         scratch.reset(EVP_MD_CTX_new());
     }

@@ -15,17 +15,18 @@ enum class Cipher { aes128Cbc, aes192Cbc, aes256Cbc, aes256Gcm, count };
  * @return borrowed until the thread's next call or end (a context that uses it holds a reference of its own);
  *         null, with OpenSSL's errors queued, when no provider has it
  */
-const EVP_MD* digest(Digest which);
-const EVP_CIPHER* cipher(Cipher which); ///< as digest()
+const EVP_MD* digest(Digest which) noexcept;
+const EVP_CIPHER* cipher(Cipher which) noexcept; ///< as digest()
 
 /** Makes every thread fetch anew: what was fetched before a FIPS switch would go on working after it. */
 void forgetAlgorithms() noexcept;
 
 /**
  * A digest context that the thread keeps for digests that begin and end within one call.
+ * @param unkept owns the context instead where the thread cannot keep one
  * @return borrowed, to be initialised and used up at once; null when it cannot be made
  */
-EVP_MD_CTX* scratchDigestContext();
+EVP_MD_CTX* scratchDigestContext(OpenSslPtr<EVP_MD_CTX>& unkept) noexcept;
 
 } // namespace CmnCrypto::ossl
 

@@ -1,6 +1,5 @@
 #include "hashing/SystemEntropy.h"
 
-#include <wincrypt.h>
 #include <windows.h>
 
 namespace CmnCrypto {

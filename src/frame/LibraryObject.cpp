@@ -1,0 +1,7 @@
+#include "cmncrypto/LibraryObject.h"
+
+namespace CmnCrypto {
+
+LibraryObject::~LibraryObject() = default;
+
+} // namespace CmnCrypto
