@@ -1,0 +1,72 @@
+#include "LogPrinter.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+
+#include "Report.h"
+#include "cmncrypto/cmncrypto.h"
+
+namespace CmnCrypto::Cli {
+
+namespace {
+
+struct Level {
+    int number;
+    const char* name;
+};
+
+constexpr int failureLevel = 16;
+constexpr std::array<Level, 5> levels = {
+    {{std::numeric_limits<int>::max(), "none"}, {failureLevel, "failure"}, {8, "warning"}, {4, "trace"}, {2, "info"}}};
+
+int threshold = levels[0].number;
+std::string latest;
+
+int receive(int number, const char* message, const char* function) {
+    try {
+        if (number == failureLevel) {
+            latest = message;
+        }
+        if (number >= threshold) {
+            const auto* level = std::find_if(levels.begin(), levels.end(),
+                                             [number](const Level& candidate) { return candidate.number == number; });
+            printError(std::string("[") + (level == levels.end() ? "?" : level->name) + "] " +
+                       (function == nullptr ? "" : function) + ": " + message);
+        }
+    } catch (...) {
+        return 0; // a message that cannot be shown is lost
+    }
+    return 1;
+}
+
+} // namespace
+
+std::vector<std::string> logLevelNames() {
+    std::vector<std::string> names;
+    names.reserve(levels.size());
+    for (const Level& level : levels) {
+        names.emplace_back(level.name);
+    }
+    return names;
+}
+
+void startLog(const std::string& levelName) {
+    for (const Level& level : levels) {
+        threshold = levelName == level.name ? level.number : threshold;
+    }
+    // Without a callback the library does not even format its messages.
+    if (threshold <= failureLevel) {
+        captureFailures();
+    }
+}
+
+void captureFailures() {
+    set_log_callback(&receive, nullptr);
+}
+
+const std::string& latestFailure() {
+    return latest;
+}
+
+} // namespace CmnCrypto::Cli

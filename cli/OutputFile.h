@@ -1,0 +1,74 @@
+/** @file
+ * The output of a command: whole under its name, or not there at all.
+ */
+#ifndef CMNCRYPTO_CLI_OUTPUTFILE_H
+#define CMNCRYPTO_CLI_OUTPUTFILE_H
+
+#include <cstddef>
+#include <string>
+#include <sys/stat.h>
+
+#include "FileDescriptor.h"
+#include "InputFile.h"
+
+namespace CmnCrypto::Cli {
+
+/** Where output goes and how careful it has to be. */
+struct OutputOptions {
+    std::string name;          ///< a file, or "-" for standard output
+    bool force = false;        ///< replace an existing file
+    bool confidential = false; ///< the file is for its owner only; otherwise the umask decides
+    bool holdBack = false;     ///< nothing reaches a pipe, terminal or device before commit()
+};
+
+/**
+ * Collects output in a temporary file beside the target and renames it in commit(). Without commit(), or when a
+ * signal ends the process, nothing stays behind. Standard output and devices are written directly, or, when held
+ * back, through a temporary file that has no name.
+ */
+class OutputFile {
+public:
+    /**
+     * Checks the target and creates the temporary file, so that what cannot be written fails before any work.
+     * @throws Failure (output exists, output cannot be written)
+     */
+    explicit OutputFile(const OutputOptions& options);
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    /** @throws Failure (usage) when the output would destroy, or feed, this input */
+    void refuseSameAs(const InputFile& input) const;
+    /** @throws Failure (output cannot be written) */
+    void write(const unsigned char* data, size_t size);
+    /** Makes the output appear. @throws Failure (output cannot be written, output exists) */
+    void commit();
+    /** @return whether the output is a terminal */
+    bool isTerminal() const noexcept;
+
+private:
+    void openTarget(bool force);
+    void createTemporary(const std::string& folder);
+    void copyHeldBack();
+    void rename();
+    void discard() noexcept;
+    std::string label() const; // the target as messages name it
+
+    std::string m_name;
+    std::string m_path;      // the file to appear, links resolved; empty when the target is written directly
+    FileDescriptor m_target; // standard output, pipe or device
+    FileDescriptor m_file;   // temporary file
+    std::string m_temporary; // its path while it has one
+    struct stat m_existing;  // the target as found, zero if it was not there
+    bool m_force;
+};
+
+/**
+ * The name to write to when -o was not given.
+ * @return "-" @throws Failure (usage) when standard output is a terminal
+ */
+std::string defaultBinaryOutput();
+
+} // namespace CmnCrypto::Cli
+
+#endif

@@ -1,0 +1,33 @@
+/** @file
+ * Complete writes to a descriptor.
+ */
+#ifndef CMNCRYPTO_CLI_WRITING_H
+#define CMNCRYPTO_CLI_WRITING_H
+
+#include <cerrno>
+#include <cstddef>
+#include <string>
+#include <unistd.h>
+
+#include "Failure.h"
+
+namespace CmnCrypto::Cli {
+
+/** Writes all bytes. @throws Failure (output cannot be written), naming @p name */
+inline void writeFully(int descriptor, const unsigned char* data, size_t size, const std::string& name) {
+    while (size > 0) {
+        const ssize_t written = ::write(descriptor, data, size);
+        if (written >= 0) {
+            data += written;
+            size -= static_cast<size_t>(written);
+        } else if (errno == EPIPE) {
+            throw Failure(ExitCode::outputUnwritable, name + ": the reader has gone");
+        } else if (errno != EINTR) {
+            throw Failure::ofSystem(ExitCode::outputUnwritable, name, errno);
+        }
+    }
+}
+
+} // namespace CmnCrypto::Cli
+
+#endif

@@ -1,0 +1,133 @@
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cstring>
+#include <fcntl.h>
+#include <sstream>
+#include <unistd.h>
+#include <vector>
+
+#include <openssl/crypto.h>
+
+#include "Commands.h"
+#include "Interrupt.h"
+#include "LogPrinter.h"
+#include "Report.h"
+
+namespace CmnCrypto::Cli {
+
+namespace {
+
+constexpr char exitCodes[] = R"(Exit codes:
+  0    success
+  1    negative answer: the digest differs, FIPS mode stays off
+  2    the command line makes no sense
+  3    an input cannot be read
+  4    the output cannot be written
+  5    the output exists already (--force replaces it)
+  6    key, pass phrase or IV unusable
+  7    the stream is refused: not authentic, wrong padding, cut short
+  8    failure inside the library or OpenSSL
+  130  interrupted
+
+Outputs appear whole or not at all; a failed decryption leaves nothing.)";
+
+/** A descriptor that the caller closed would be taken by the first file we open: put a dead one there. */
+void occupyStandardDescriptors() {
+    for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(number, F_GETFD) < 0 && ::open("/dev/null", number == STDIN_FILENO ? O_WRONLY : O_RDONLY) < 0) {
+            return; // without /dev/null we go on as we are
+        }
+    }
+}
+
+/** Known before the command line is parsed, so that a wrong one is answered in the wanted form too. */
+bool wantsJson(const std::vector<std::string>& arguments) {
+    const auto end = std::find(arguments.begin(), arguments.end(), "--");
+    return std::find(arguments.begin(), end, "--json") != end;
+}
+
+ExitCode parseAndRun(int argc, const char* const* argv) {
+    CLI::App app("Digests, random numbers and encrypted streams through libcmncryptocore", "cmncrypto");
+    std::string logLevel = "none";
+    app.set_version_flag("--version",
+                         std::string("cmncrypto " CMNCRYPTO_VERSION ", ") + OpenSSL_version(OPENSSL_VERSION));
+    app.add_option("--log-level", logLevel, "Messages of the library on standard error, up to this level")
+        ->check(CLI::IsMember(logLevelNames()))
+        ->capture_default_str();
+    app.require_subcommand(1);
+    app.fallthrough(); // global options may follow the subcommand
+    app.footer(exitCodes);
+    const std::vector<Command> commands = {addHashCommand(app),    addRandomCommand(app),  addPasswordCommand(app),
+                                           addEncryptCommand(app), addDecryptCommand(app), addFipsCommand(app)};
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& answer) {
+        std::ostringstream out;
+        std::ostringstream ignored;
+        if (answer.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+            app.exit(answer, out, ignored);
+            std::string text = out.str();
+            text.erase(text.find_last_not_of('\n') + 1);
+            printLine(text);
+            return ExitCode::success;
+        }
+        throw Failure(ExitCode::usage, std::string("command line: ") + answer.what() + "; see cmncrypto --help");
+    }
+    startLog(logLevel);
+    const auto chosen =
+        std::find_if(commands.begin(), commands.end(), [](const Command& command) { return command.parser->parsed(); });
+    return chosen->run();
+}
+
+void reportFailure(const Failure& failure, bool json) {
+    printError(failure.what());
+    if (json) {
+        try {
+            Json document;
+            addFailure(document, failure);
+            printJson(document);
+        } catch (...) {
+            return; // standard output is what failed; the exit code still tells
+        }
+    }
+}
+
+ExitCode execute(int argc, const char* const* argv) {
+    bool json = false;
+    try {
+        occupyStandardDescriptors();
+        json = wantsJson({argv, argv + argc});
+        installSignalHandlers(json);
+        const ExitCode exit = parseAndRun(argc, argv);
+        closeStandardOutput();
+        return exit;
+    } catch (...) {
+        const Failure failure = currentFailure();
+        reportFailure(failure, json);
+        return failure.exit();
+    }
+}
+
+} // namespace
+
+uint64_t parseCount(const std::string& option, const std::string& text, uint64_t minimum, uint64_t maximum) {
+    uint64_t value = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc() || stop != end || value < minimum || value > maximum) {
+        throw Failure(ExitCode::usage, option + ": \"" + text + "\" is no number from " + std::to_string(minimum) +
+                                           " to " + std::to_string(maximum));
+    }
+    return value;
+}
+
+} // namespace CmnCrypto::Cli
+
+int main(int argc, char** argv) {
+    try {
+        return static_cast<int>(CmnCrypto::Cli::execute(argc, argv));
+    } catch (...) {
+        return static_cast<int>(CmnCrypto::Cli::ExitCode::internal);
+    }
+}
