@@ -86,6 +86,7 @@ int MangleCrypter::decrypt(const unsigned char* data, size_t length, bool final)
     if (data == nullptr && length != 0) {
         return statusRefused;
     }
+    ossl::clearErrors();
     if (collected < CbcSide::blockLength) {
         const size_t taken = std::min(length, CbcSide::blockLength - collected);
         if (taken != 0) {
