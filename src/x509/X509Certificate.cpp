@@ -41,11 +41,11 @@ X509Certificate::X509Certificate(X509* certificate, bool owns) : m_certificate(c
     CmnApi::initOpenssl();
 }
 
-X509Certificate::X509Certificate(const X509Certificate& /*other*/)
-    : LibraryObject(), m_certificate(nullptr), m_owns(false) {}
+X509Certificate::X509Certificate(const X509Certificate& other)
+    : LibraryObject(other), m_certificate(nullptr), m_owns(false) {}
 
-X509Certificate
-X509Certificate::operator=(const X509Certificate& other) { // NOLINT(misc-unconventional-assign-operator)
+// NOLINTNEXTLINE(misc-unconventional-assign-operator): an empty object comes back, as callers expect
+X509Certificate X509Certificate::operator=(const X509Certificate& other) {
     return X509Certificate(other);
 }
 

@@ -10,12 +10,13 @@ namespace CmnCrypto::Encryption {
 #ifdef MADV_POPULATE_WRITE
 
 void faultIn(unsigned char* memory, size_t length) noexcept {
-    static const auto pageSize = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
-    const auto begin = (reinterpret_cast<uintptr_t>(memory) + pageSize - 1) / pageSize * pageSize;
-    const auto end = (reinterpret_cast<uintptr_t>(memory) + length) / pageSize * pageSize;
+    static const auto pageSize = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t beyondPage = reinterpret_cast<uintptr_t>(memory) % pageSize;
+    const size_t skipped = beyondPage == 0 ? 0 : pageSize - beyondPage;
+    const size_t pages = length > skipped ? (length - skipped) / pageSize : 0;
     const int kept = errno;
-    if (begin < end) {
-        static_cast<void>(madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE));
+    if (pages != 0) {
+        static_cast<void>(madvise(memory + skipped, pages * pageSize, MADV_POPULATE_WRITE));
     }
     errno = kept;
 }
