@@ -1,0 +1,25 @@
+#ifndef CMNCRYPTO_FAULTS_FAULTS_H
+#define CMNCRYPTO_FAULTS_FAULTS_H
+
+#include <string>
+#include <vector>
+
+/** Calls of the library into OpenSSL and the C library that fail on demand. */
+namespace faults {
+
+/**
+ * Plans the next calls of a wrapped function on the calling thread: "x" fails and queues an OpenSSL error, "."
+ * goes through, "*" fails from here on. Plans last until clear().
+ */
+void plan(const std::string& function, const std::string& calls);
+void clear();
+
+/** @return the lengths that a data function was called with since the last clear() */
+std::vector<size_t> lengths(const std::string& function);
+
+/** How the error that a failing call queues shows in a log pattern. */
+inline const std::string queued = "Error - (#: error:*)";
+
+} // namespace faults
+
+#endif
