@@ -58,9 +58,16 @@ namespace CmnCrypto {
 using ::_BIGNUM_CONVERSION;
 using ::_HASH_ALGO;
 using ::_HASH_ALGO_MAP_STRUCT;
+using ::BIGNUM_TO_DEC;
+using ::BIGNUM_TO_HEX;
 using ::cmncrypto_log_cb;
 using ::cmncrypto_log_detail_cb;
 using ::CmnCryptoHandle;
+using ::HASH_ALGO_MD5;
+using ::HASH_ALGO_NONE;
+using ::HASH_ALGO_SHA1;
+using ::HASH_ALGO_SHA256;
+using ::HASH_ALGO_SHA512;
 } // namespace CmnCrypto
 #endif
 

@@ -166,6 +166,9 @@ TEST_F(CrypterFaults, EveryStepOfTheGcmCrypter) {
         EXPECT_EQ(crypter->decrypt(nullptr, 0, true), 1223);
         EXPECT_EQ(crypter->getDecryptedData(&out, &length), 1223);
         EXPECT_EQ(length, 0U) << "no plaintext";
+        const bool encrypting = *row.tag == 'e' || *row.tag == 'a';
+        EXPECT_EQ((Side{*crypter, !encrypting}.reset()), 0);
+        EXPECT_EQ((Side{*crypter, encrypting}.put("", true)), 1224) << "the other side's reset opens nothing";
         EXPECT_EQ(crypter->reset(), 0);
         EXPECT_EQ(run({*crypter, false}, stream).output, data);
         const std::string encrypted = run({*crypter, true}, data).output;

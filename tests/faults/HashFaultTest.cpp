@@ -79,8 +79,14 @@ TEST_F(HashFaults, EveryStep) {
 TEST_F(HashFaults, Copy) {
     HashGenerator source(HASH_ALGO_SHA1);
     HashGenerator target(HASH_ALGO_SHA1);
-    expectFailure("EVP_MD_CTX_copy_ex", "x", [&] { EXPECT_EQ(source.hashContextCopy(&target), 0); }, "",
-                  {"16 v4 HashGenerator::hashContextCopy: EVP_MD_CTX_copy_ex Failed.! with error " + queued});
+    target.addData("kept", 4);
+    for (const char* function : {"EVP_MD_CTX_copy_ex", "EVP_MD_CTX_new"}) {
+        expectFailure(function, "x", [&] { EXPECT_EQ(source.hashContextCopy(&target), 0); }, "",
+                      {"16 v4 HashGenerator::hashContextCopy: EVP_MD_CTX_copy_ex Failed.! with error " + queued});
+    }
+    std::string digest;
+    target.generateBinaryHash(digest);
+    EXPECT_EQ(digest, oracle::digest(HASH_ALGO_SHA1, "kept")) << "a failed copy leaves the target as it was";
 }
 
 TEST_F(HashFaults, FlatFunctionsWithoutMemory) {

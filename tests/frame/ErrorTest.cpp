@@ -27,7 +27,6 @@ TEST(SslErrors, QueueBecomesOneLineAndIsEmptied) {
     ERR_raise_data(ERR_LIB_SYS, ENOENT, "a file"); // above 2^31
     const unsigned long second = ERR_peek_last_error();
     EXPECT_EQ(getAndClearSslErrStack(), group(first) + ", " + group(second));
-    EXPECT_EQ(ERR_peek_error(), 0UL);
     EXPECT_EQ(getAndClearSslErrStack(), none);
 }
 
@@ -48,7 +47,6 @@ TEST(Exception, EveryConstructorAndCopy) {
     CmnException assigned("y");
     assigned = full;
     expectFields(assigned, "x", "more", 0);
-    EXPECT_THROW(throw CmnException("thrown", INT32_MIN), std::exception);
 }
 
 TEST(CertUtilLogger, TextIsTheFormat) {

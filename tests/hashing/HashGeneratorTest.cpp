@@ -107,6 +107,7 @@ TEST(HashGenerator, CopyGoesOnInTwoWays) {
         source.addData("prefix", 6);
         target.addData("forgotten", 9);
         EXPECT_EQ(source.hashContextCopy(&target), 1);
+        EXPECT_EQ(source.hashContextCopy(&source), 1) << "onto itself";
         source.addData("1", 1);
         target.addData("22", 2);
         EXPECT_EQ(finish(source), digest(algorithm, "prefix1"));

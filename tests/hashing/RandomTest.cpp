@@ -102,16 +102,4 @@ TEST(Password, SizesAndAlphabet) {
     }
 }
 
-TEST(Password, EveryCharacterAboutAsOften) {
-    constexpr size_t expected = 2000;
-    std::string out(62 * expected + 1, '#');
-    generatePassword(out.data(), static_cast<int>(out.size()));
-    double chiSquare = 0;
-    for (const char letter : std::string(alphabet)) {
-        const auto difference = static_cast<double>(std::count(out.begin(), out.end(), letter)) - expected;
-        chiSquare += difference * difference / expected;
-    }
-    EXPECT_LT(chiSquare, 200) << "61 degrees of freedom: less than once in 10^15 runs";
-}
-
 } // namespace
