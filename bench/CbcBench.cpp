@@ -1,5 +1,3 @@
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 
 #include <openssl/evp.h>
@@ -48,8 +46,6 @@ private:
     int m_encrypt;
 };
 
-constexpr size_t feedLength = size_t{64} << 10;
-
 void encryptRaw(benchmark::State& state) {
     const auto data = sample(static_cast<size_t>(state.range(0)));
     std::vector<unsigned char> out(data.size() + 32);
@@ -63,16 +59,7 @@ void encryptOurs(benchmark::State& state) {
     const auto data = sample(static_cast<size_t>(state.range(0)));
     const std::unique_ptr<KSCrypt> crypter(CryptFactory::createCrypter(KSCrypt::AES_256_CBC_EVP, key, iv));
     for (auto _ : state) {
-        bool worked = crypter->encryptReset() == 0;
-        for (size_t done = 0; done < data.size(); done += feedLength) {
-            const size_t piece = std::min(feedLength, data.size() - done);
-            const unsigned char* out = nullptr;
-            size_t length = 0;
-            worked = crypter->encrypt(data.data() + done, piece, done + piece == data.size()) == 0 &&
-                     crypter->getEncryptedData(&out, &length) == 0 && worked;
-            benchmark::DoNotOptimize(out);
-        }
-        require(worked, "encryption");
+        runStream(*crypter, true, data);
     }
 }
 
@@ -96,16 +83,7 @@ void decryptOurs(benchmark::State& state) {
     const auto data = ciphertextOf(static_cast<size_t>(state.range(0)));
     const std::unique_ptr<KSCrypt> crypter(CryptFactory::createCrypter(KSCrypt::AES_256_CBC_EVP, key, iv));
     for (auto _ : state) {
-        bool worked = crypter->decryptReset() == 0;
-        for (size_t done = 0; done < data.size(); done += feedLength) {
-            const size_t piece = std::min(feedLength, data.size() - done);
-            const unsigned char* out = nullptr;
-            size_t length = 0;
-            worked = crypter->decrypt(data.data() + done, piece, done + piece == data.size()) == 0 &&
-                     crypter->getDecryptedData(&out, &length) == 0 && worked;
-            benchmark::DoNotOptimize(out);
-        }
-        require(worked, "decryption");
+        runStream(*crypter, false, data);
     }
 }
 

@@ -1,7 +1,6 @@
 #include "PeakMemory.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <sys/resource.h>
 
