@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 
 #include "Report.h"
 #include "cmncrypto/cmncrypto.h"
@@ -17,10 +16,11 @@ struct Level {
 };
 
 constexpr int failureLevel = 16;
+// From the quietest to the one that shows everything, which is not the order of the numbers.
 constexpr std::array<Level, 5> levels = {
-    {{std::numeric_limits<int>::max(), "none"}, {failureLevel, "failure"}, {8, "warning"}, {4, "trace"}, {2, "info"}}};
+    {{0, "none"}, {failureLevel, "failure"}, {8, "warning"}, {2, "info"}, {4, "trace"}}};
 
-int threshold = levels[0].number;
+const Level* threshold = levels.data();
 std::string latest;
 
 int receive(int number, const char* message, const char* function) {
@@ -28,11 +28,10 @@ int receive(int number, const char* message, const char* function) {
         if (number == failureLevel) {
             latest = message;
         }
-        if (number >= threshold) {
-            const auto* level = std::find_if(levels.begin(), levels.end(),
-                                             [number](const Level& candidate) { return candidate.number == number; });
-            printError(std::string("[") + (level == levels.end() ? "?" : level->name) + "] " +
-                       (function == nullptr ? "" : function) + ": " + message);
+        const auto* level = std::find_if(levels.begin(), levels.end(),
+                                         [number](const Level& candidate) { return candidate.number == number; });
+        if (level <= threshold) {
+            printError(std::string("[") + level->name + "] " + (function == nullptr ? "" : function) + ": " + message);
         }
     } catch (...) {
         return 0; // a message that cannot be shown is lost
@@ -53,10 +52,10 @@ std::vector<std::string> logLevelNames() {
 
 void startLog(const std::string& levelName) {
     for (const Level& level : levels) {
-        threshold = levelName == level.name ? level.number : threshold;
+        threshold = levelName == level.name ? &level : threshold;
     }
     // Without a callback the library does not even format its messages.
-    if (threshold <= failureLevel) {
+    if (threshold != levels.data()) {
         captureFailures();
     }
 }

@@ -431,12 +431,12 @@ class Report(Case):
     def test_log_levels(self):
         line, stream = ["decrypt", "-k", "key32"], bytes(50)
         counts = []
-        for level in ("none", "failure", "warning", "trace", "info"):
+        for level in ("none", "failure", "warning", "info", "trace"):
             self.run_command("--log-level", level, *line, data=stream, expect=7)
             counts.append(len(self.error.splitlines()))
             self.assertEqual("[failure] GCMCrypter::decrypt: EVP_DecryptFinal_ex returned FAILURE" in self.error,
                              level != "none")
-            self.assertEqual("[trace]" in self.error, level in ("trace", "info"))
+            self.assertEqual("[trace]" in self.error, level == "trace")
         self.assertEqual(counts, sorted(counts))
         self.assertEqual(counts[0], 1)
         self.run_command("fips", "--log-level", "info")
