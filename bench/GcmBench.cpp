@@ -123,11 +123,8 @@ void decryptOurs(benchmark::State& state) {
 
 } // namespace
 
-BENCHMARK(encryptRaw)->Name("AES-256-GCM, 1 KiB message/raw")->Arg(1024);
-BENCHMARK(encryptOurs)->Name("AES-256-GCM, 1 KiB message/ours")->Arg(1024);
-BENCHMARK(encryptRaw)->Name("AES-256-GCM encryption, 8 MiB in 64 KiB feeds/raw")->Arg(8 << 20);
-BENCHMARK(encryptOurs)->Name("AES-256-GCM encryption, 8 MiB in 64 KiB feeds/ours")->Arg(8 << 20);
-BENCHMARK(decryptRaw)->Name("AES-256-GCM decryption, 1 MiB/raw")->Arg(1 << 20);
-BENCHMARK(decryptOurs)->Name("AES-256-GCM decryption, 1 MiB/ours")->Arg(1 << 20);
-BENCHMARK(decryptRaw)->Name("AES-256-GCM decryption, 512 MiB/raw")->Arg(512 << 20)->Iterations(1);
-BENCHMARK(decryptOurs)->Name("AES-256-GCM decryption, 512 MiB/ours")->Arg(512 << 20)->Iterations(1);
+PAIR("AES-256-GCM, 1 KiB message", encryptRaw, encryptOurs, 1024)
+PAIR("AES-256-GCM encryption, 1 MiB", encryptRaw, encryptOurs, 1 << 20)
+PAIR("AES-256-GCM encryption, 512 MiB", encryptRaw, encryptOurs, 512 << 20)
+PAIR("AES-256-GCM decryption, 1 MiB", decryptRaw, decryptOurs, 1 << 20)
+PAIR("AES-256-GCM decryption, 512 MiB", decryptRaw, decryptOurs, 512 << 20)

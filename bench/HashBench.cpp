@@ -45,12 +45,10 @@ void shortHexOurs(benchmark::State& state) {
     }
 }
 
-constexpr size_t streamLength = size_t{8} << 20;
-constexpr size_t streamFeed = size_t{64} << 10;
-
 void streamRaw(benchmark::State& state) {
     const RawHash hash;
-    const auto data = sample(streamFeed);
+    const auto streamLength = static_cast<size_t>(state.range(0));
+    const auto data = sample(feedLength);
     for (auto _ : state) {
         unsigned char digest[EVP_MAX_MD_SIZE];
         bool worked = EVP_DigestInit_ex(hash.context, hash.type, nullptr) == 1;
@@ -63,7 +61,8 @@ void streamRaw(benchmark::State& state) {
 }
 
 void streamOurs(benchmark::State& state) {
-    const auto data = sample(streamFeed);
+    const auto streamLength = static_cast<size_t>(state.range(0));
+    const auto data = sample(feedLength);
     std::string digest;
     for (auto _ : state) {
         CmnCrypto::HashGenerator hash(HASH_ALGO_SHA256);
@@ -77,7 +76,6 @@ void streamOurs(benchmark::State& state) {
 
 } // namespace
 
-BENCHMARK(shortHexRaw)->Name("SHA-256, 64 bytes to hex/raw");
-BENCHMARK(shortHexOurs)->Name("SHA-256, 64 bytes to hex/ours");
-BENCHMARK(streamRaw)->Name("SHA-256, 8 MiB stream/raw");
-BENCHMARK(streamOurs)->Name("SHA-256, 8 MiB stream/ours");
+PAIR("SHA-256, 64 bytes to hex", shortHexRaw, shortHexOurs, 64)
+PAIR("SHA-256 stream, 1 MiB", streamRaw, streamOurs, 1 << 20)
+PAIR("SHA-256 stream, 512 MiB", streamRaw, streamOurs, 512 << 20)

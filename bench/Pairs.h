@@ -33,6 +33,16 @@ inline void require(bool worked, const char* what) {
     }
 }
 
+/** Registers a job of a size in bytes; one iteration of a long one is a measurement of its own. */
+#define PAIR(job, raw, ours, size)                                                                                     \
+    BENCHMARK(raw)->Name(job "/raw")->Arg(size)->Iterations(iterationsFor(size));                                      \
+    BENCHMARK(ours)->Name(job "/ours")->Arg(size)->Iterations(iterationsFor(size));
+
+/** As many as move 128 MiB, within reason. */
+constexpr benchmark::IterationCount iterationsFor(int64_t size) {
+    return std::max(int64_t{1}, std::min(int64_t{100000}, (int64_t{128} << 20) / size));
+}
+
 constexpr size_t feedLength = size_t{64} << 10;
 
 /** One whole stream in 64 KiB feeds through one direction of a crypter, the output taken after each. */

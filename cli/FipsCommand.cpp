@@ -5,6 +5,7 @@
 #include "LogPrinter.h"
 #include "Report.h"
 #include "cmncrypto/CmnApi.h"
+#include "cmncrypto/HashGenerator.h"
 
 namespace CmnCrypto::Cli {
 
@@ -23,6 +24,9 @@ ExitCode runFips(const FipsOptions& options) {
         CmnApi::initOpenssl();
     }
     const bool on = CmnApi::getFIPSMode() != 0;
+    // A configuration may ask for FIPS algorithms that no provider has: then this is refused as well.
+    std::string digest;
+    HashGenerator::generateHexHashForStr("", HASH_ALGO_SHA256, digest);
     const bool refused = CmnApi::testFipsCompliance() != 0;
     const Failure staysOff(
         ExitCode::negative,

@@ -72,7 +72,8 @@ ExitCode parseAndRun(int argc, const char* const* argv) {
             printLine(text);
             return ExitCode::success;
         }
-        throw Failure(ExitCode::usage, std::string("command line: ") + answer.what() + "; see cmncrypto --help");
+        throw Failure(ExitCode::usage, std::string("command line: ") + answer.what() +
+                                           "; see cmncrypto --help and cmncrypto SUBCOMMAND --help");
     }
     startLog(logLevel);
     const auto chosen =

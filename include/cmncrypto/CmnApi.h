@@ -33,7 +33,8 @@ public:
 
     /**
      * Starts OpenSSL and brings FIPS mode to the requested value. May be called again to switch; no other thread
-     * may use the library meanwhile. Digests and ciphers are looked up anew after each call; a thread that has drawn
+     * may use the library meanwhile. Digests and ciphers are looked up anew after each call, by
+     * existing crypters from their next reset on; a thread that has drawn
      * random numbers before goes on with the generator that it has.
      * @param fipsMode 0 off, non-zero on; the outcome is what getFIPSMode() says afterwards
      */
@@ -68,7 +69,8 @@ public:
     static std::string binToHex(const std::string& bytes);
 
     /**
-     * Upper-case hexadecimal, two digits per byte, bytes separated by ":": the form of a fingerprint.
+     * Upper-case hexadecimal, two digits per byte, bytes separated by ":": the form of a fingerprint. The text is
+     * logged at level 2, so this is not for secrets.
      * @param out is replaced
      */
     static void hexToString(const unsigned char* data, unsigned int length, std::string& out);

@@ -44,7 +44,7 @@ typedef struct CmnCryptoHandle {
 /**
  * Receives the messages of clogmsg(): @p level is 16 (failure), 8 (warning), 4 (trace) or 2 (information),
  * @p function names the reporting function. Both texts are valid during the call only. Called on the
- * thread that logs, so concurrently when the host uses the library from several threads.
+ * thread that logs, so concurrently when the host uses the library from several threads. It must not throw.
  * @return handed back to the caller of clogmsg()
  */
 typedef int (*cmncrypto_log_cb)(int level, const char* message, const char* function);

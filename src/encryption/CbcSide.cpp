@@ -41,7 +41,7 @@ int CbcSide::init(const unsigned char* iv) {
                           iv, static_cast<int>(m_direction)) != 1) {
         return failReset("EVP_CipherInit_ex returned FAILURE", __LINE__);
     }
-    m_scheduled = cipher;
+    m_scheduled = EVP_CIPHER_CTX_get0_cipher(m_context.get());
     return statusDone;
 }
 

@@ -140,9 +140,12 @@ int GcmDecryption::readData(const unsigned char* data, size_t length) {
     const size_t cachedTagSize = m_cachedTag.size();
     CMNCRYPTO_ASSERT(cachedTagSize <= GCM_TAG_LEN, decryptTag, "cached_tag_size <= (size_t)GCM_TAG_LEN",
                      "the tag cache holds more than a tag");
+    if (length > SIZE_MAX - GCM_TAG_LEN) {
+        return fail("Failed to allocate memory for the stream", statusRefused);
+    }
     const bool longInput = length > GCM_TAG_LEN;
     const size_t fromInput = longInput ? length - GCM_TAG_LEN : 0;
-    const size_t beyondTag = cachedTagSize + length > GCM_TAG_LEN ? cachedTagSize + length - GCM_TAG_LEN : 0;
+    const size_t beyondTag = length > GCM_TAG_LEN - cachedTagSize ? cachedTagSize + length - GCM_TAG_LEN : 0;
     const size_t fromCache = longInput ? cachedTagSize : beyondTag;
     clogmsg(logTrace, decryptTag,
             "Total data available =%zu, size_to_read_from_input =%zu, size_to_read_from_cache =%zu, "

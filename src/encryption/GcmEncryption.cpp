@@ -50,7 +50,7 @@ const char* GcmEncryption::start(unsigned char (&iv)[gcmIvLength], int& line) {
         line = __LINE__;
         return "Failed to allocate memory for the output";
     }
-    m_scheduled = cipher;
+    m_scheduled = EVP_CIPHER_CTX_get0_cipher(m_context.get());
     return nullptr;
 }
 

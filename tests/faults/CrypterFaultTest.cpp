@@ -1,5 +1,7 @@
 // Crypters when OpenSSL fails in each of its calls.
 
+#include <gmock/gmock.h>
+
 #include "faults/Faults.h"
 #include "testlib/Testlib.h"
 
@@ -173,6 +175,48 @@ TEST_F(CrypterFaults, EveryStepOfTheGcmCrypter) {
         EXPECT_EQ(run({*crypter, false}, stream).output, data);
         const std::string encrypted = run({*crypter, true}, data).output;
         EXPECT_EQ(encrypted, kind.expectedStream(encrypted.substr(0, 12), data));
+    }
+}
+
+TEST_F(CrypterFaults, OutputWithoutMemory) {
+    for (const int type : {2, 5, 6}) {
+        for (const bool encrypting : {true, false}) {
+            SCOPED_TRACE(testing::Message() << "type " << type << " " << encrypting);
+            const Kind kind = kindOf(type);
+            const auto crypter = kind.make();
+            const Side side{*crypter, encrypting};
+            const std::string input = encrypting ? data : kind.expectedStream(pseudoRandom(kind.ivInStream, 82), data);
+            queueHostError();
+            for (const char* allocator : {"malloc", "realloc"}) {
+                faults::plan(allocator, "*");
+            }
+            EXPECT_EQ(side.put(input, true), 1224);
+            faults::clear();
+            EXPECT_EQ(side.put(input, true), 1223);
+            EXPECT_EQ(CmnCrypto::getAndClearSslErrStack(), "No error details available.");
+            EXPECT_EQ(side.reset(), 0);
+            EXPECT_EQ(run(side, input).status, 0);
+        }
+    }
+    const auto crypter = kindOf(6).make();
+    EXPECT_EQ(crypter->decrypt(bytes(data), 30, false), 0);
+    EXPECT_EQ(crypter->decrypt(bytes(data), SIZE_MAX, false), 1224) << "a length that no memory has";
+}
+
+TEST_F(CrypterFaults, KeysAndPlaintextAreWiped) {
+    for (int type = 2; type <= 6; ++type) {
+        const Kind kind = kindOf(type);
+        std::string stream = kind.expectedStream(pseudoRandom(kind.ivInStream, 83), data);
+        for (const bool altered : {false, true}) {
+            stream[2000] = static_cast<char>(stream[2000] ^ static_cast<char>(altered));
+            auto crypter = kind.make();
+            faults::clear();
+            run({*crypter, false}, stream);
+            crypter.reset();
+            const auto wiped = faults::lengths("OPENSSL_cleanse");
+            EXPECT_THAT(wiped, testing::Contains(kind.key.size())) << type;
+            EXPECT_THAT(wiped, testing::Contains(testing::Ge(data.size()))) << type << " " << altered;
+        }
     }
 }
 

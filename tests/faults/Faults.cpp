@@ -106,6 +106,8 @@ WRAP(BIO_ctrl, long, (BIO * bio, int command, long number, void* data), (bio, co
 WRAP(X509_digest, int, (const X509* x, const EVP_MD* type, unsigned char* out, unsigned* size), (x, type, out, size), 0)
 WRAP(strdup, char*, (const char* text), (text), nullptr)
 WRAP(malloc, void*, (size_t size), (size), nullptr)
+WRAP(realloc, void*, (void* old, size_t size), (old, size), nullptr)
+WRAP(OPENSSL_cleanse, void, (void* data, size_t size), (data, (faults::note("OPENSSL_cleanse", size), size)), void())
 WRAP(calloc, void*, (size_t count, size_t size), (count, size), nullptr)
 WRAP(fclose, int, (FILE * file), (file), (__real_fclose(file), EOF))
 WRAP(_ZnwmRKSt9nothrow_t, void*, NEW_NOTHROW)

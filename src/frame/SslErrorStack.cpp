@@ -1,6 +1,5 @@
-#include "ossl/ErrorQueue.h"
-
 #include "cmncrypto/CmnApi.h"
+#include "ossl/OpenSsl.h"
 
 namespace CmnCrypto {
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Every public header compiles alone, strictly, as C++17 by both compilers; what C hosts include does as C99 too.
-# Usage: tests/headers.sh [SOURCE_DIR]
+# Usage: scripts/check-headers.sh [SOURCE_DIR]
 set -euo pipefail
 cd "${1:-$(dirname "$0")/..}"
 
