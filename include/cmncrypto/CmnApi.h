@@ -33,9 +33,8 @@ public:
 
     /**
      * Starts OpenSSL and brings FIPS mode to the requested value. May be called again to switch; no other thread
-     * may use the library meanwhile. Digests and ciphers are looked up anew after each call, by
-     * existing crypters from their next reset on; a thread that has drawn
-     * random numbers before goes on with the generator that it has.
+     * may use the library meanwhile. Digests and ciphers are looked up anew after each call, by existing crypters
+     * from their next reset on; a thread that has drawn random numbers before goes on with the generator that it has.
      * @param fipsMode 0 off, non-zero on; the outcome is what getFIPSMode() says afterwards
      */
     static void initialize(int fipsMode);

@@ -24,10 +24,9 @@ namespace CmnCrypto::Encryption {
  * 4. call encryptReset() (decryptReset()) for the next stream under the same key.
  *
  * Operations return 0 for success, 1223 for a direction that has failed (or fails to reset) and wants a reset (in
- * AES_256_GCM a failure stops both directions),
- * 1224 for a refused call (data after the final one, authenticated data where there is none, null data with a
- * length) and for the very call in which OpenSSL fails. Nothing throws after construction. Failures are logged
- * at level 16, details at level 4.
+ * AES_256_GCM a failure stops both directions), 1224 for a refused call (data after the final one, authenticated
+ * data where there is none, null data with a length) and for the very call in which OpenSSL fails. Nothing throws
+ * after construction. Failures are logged at level 16, details at level 4.
  *
  * One thread at a time per object; separate objects are independent. Keys and decrypted data are wiped before
  * their memory is released.
