@@ -49,7 +49,7 @@ void CmnApi::initialize(int fipsMode) {
     }
     if (fips::FIPS_mode_set(fipsMode) != 1) {
         clogmsg(logFailure, function, "FIPS_mode_set() failed to update the fips mode, error:%s",
-                getAndClearSslErrStack().c_str());
+                drainSslErrors().c_str());
         return;
     }
     clogmsg(logInfo, function, "FIPS_mode_set() successfully set the FIPS mode as %d", fipsMode);

@@ -6,12 +6,12 @@
 namespace CmnCrypto {
 
 void failWithSslErrors(const char* function, const char* logFormat, const char* exceptionText, int32_t code) {
-    clogmsg(logFailure, function, logFormat, getAndClearSslErrStack().c_str());
+    clogmsg(logFailure, function, logFormat, drainSslErrors().c_str());
     throw CmnException(exceptionText, code);
 }
 
 void failDetailedWithSslErrors(const char* function, const char* logFormat, const char* exceptionText, int32_t code) {
-    clogmsgv(logFailure, 0, function, logFormat, getAndClearSslErrStack().c_str());
+    clogmsgv(logFailure, 0, function, logFormat, drainSslErrors().c_str());
     throw CmnException(exceptionText, code);
 }
 

@@ -73,17 +73,21 @@ void logWithLine(const char* function, const char* text, int line) {
     clogmsg(logFailure, function, "%s(%d)", text, line);
 }
 
-void logSslError(const char* function) noexcept {
-    if (!isLogged()) {
-        ossl::clearErrors();
-        return;
-    }
+std::string drainSslErrors() noexcept {
+    std::string text;
     try {
-        clogmsg(logFailure, function, "SSL Error : %s", getAndClearSslErrStack().c_str());
+        if (isLogged()) {
+            text = getAndClearSslErrStack();
+        }
     } catch (const std::bad_alloc&) {
-        ossl::clearErrors();
-        clogmsg(logFailure, function, "SSL Error : %s", "No error details available.");
+        text.clear(); // the failure itself is what must be told
     }
+    ossl::clearErrors();
+    return text;
+}
+
+void logSslError(const char* function) noexcept {
+    clogmsg(logFailure, function, "SSL Error : %s", drainSslErrors().c_str());
 }
 
 } // namespace CmnCrypto

@@ -1,6 +1,8 @@
 #ifndef CMNCRYPTO_FRAME_LOGGING_H
 #define CMNCRYPTO_FRAME_LOGGING_H
 
+#include <string>
+
 #include "cmncrypto/cmncrypto.h"
 
 namespace CmnCrypto {
@@ -17,7 +19,10 @@ bool isLogged() noexcept;
 /** Logs @p text, followed by the source line in parentheses, as a failure. */
 void logWithLine(const char* function, const char* text, int line);
 
-/** Empties the OpenSSL error queue into the failure message "SSL Error : ...". Short memory shortens the message. */
+/** Empties the OpenSSL error queue. @return its text for a message, empty where nobody listens or memory is short */
+std::string drainSslErrors() noexcept;
+
+/** Logs the drained OpenSSL error queue as "SSL Error : ...", as a failure. */
 void logSslError(const char* function) noexcept;
 
 } // namespace CmnCrypto

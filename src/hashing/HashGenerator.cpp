@@ -165,8 +165,7 @@ int HashGenerator::hashContextCopy(HashGenerator* target) {
     OpenSslPtr<EVP_MD_CTX> copy(EVP_MD_CTX_create());
     if (target == nullptr || !m_context || !target->m_context || !copy ||
         EVP_MD_CTX_copy_ex(copy.get(), m_context.get()) != 1) {
-        clogmsgv(logFailure, 4, function, "EVP_MD_CTX_copy_ex Failed.! with error %s",
-                 getAndClearSslErrStack().c_str());
+        clogmsgv(logFailure, 4, function, "EVP_MD_CTX_copy_ex Failed.! with error %s", drainSslErrors().c_str());
         return 0;
     }
     target->m_context = std::move(copy);
