@@ -8,11 +8,23 @@
 
 #include <openssl/types.h>
 
+struct PKCS12_st;
+struct X509_extension_st;
+struct X509_req_st;
+struct X509_sig_st;
+struct stack_st_DIST_POINT;
+struct stack_st_GENERAL_NAME;
+struct stack_st_X509;
+struct stack_st_X509_EXTENSION;
+struct stack_st_X509_INFO;
+
 namespace CmnCrypto {
 
 /** Releases each kind of OpenSSL object with its own call, wiping where the object may hold a secret. */
 struct OpenSslDeleter {
     /// @cond one call per kind
+    void operator()(ASN1_STRING* object) const noexcept; ///< integers and times are strings too
+    void operator()(AUTHORITY_KEYID* object) const noexcept;
     void operator()(BIGNUM* object) const noexcept;
     void operator()(BIO* chain) const noexcept; ///< the whole chain
     void operator()(DH* object) const noexcept;
@@ -20,8 +32,25 @@ struct OpenSslDeleter {
     void operator()(EVP_CIPHER_CTX* object) const noexcept;
     void operator()(EVP_MD* object) const noexcept;
     void operator()(EVP_MD_CTX* object) const noexcept;
+    void operator()(EVP_PKEY* object) const noexcept;
+    void operator()(EVP_PKEY_CTX* object) const noexcept;
     void operator()(EVP_RAND* object) const noexcept;
+    void operator()(OSSL_DECODER_CTX* object) const noexcept;
+    void operator()(OSSL_LIB_CTX* object) const noexcept;
+    void operator()(OSSL_PROVIDER* object) const noexcept;
+    void operator()(PKCS12_st* object) const noexcept;
+    void operator()(PKCS8_PRIV_KEY_INFO* object) const noexcept;
+    void operator()(RSA* object) const noexcept;
     void operator()(X509* object) const noexcept;
+    void operator()(X509_extension_st* object) const noexcept;
+    void operator()(X509_NAME* object) const noexcept;
+    void operator()(X509_req_st* object) const noexcept;
+    void operator()(X509_sig_st* object) const noexcept;
+    void operator()(stack_st_DIST_POINT* stack) const noexcept; ///< with its elements, as all stacks here
+    void operator()(stack_st_GENERAL_NAME* stack) const noexcept;
+    void operator()(stack_st_X509* stack) const noexcept;
+    void operator()(stack_st_X509_EXTENSION* stack) const noexcept;
+    void operator()(stack_st_X509_INFO* stack) const noexcept;
     /// @endcond
 };
 

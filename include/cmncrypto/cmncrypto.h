@@ -12,7 +12,9 @@
 #ifndef CMNCRYPTO_CMNCRYPTO_H
 #define CMNCRYPTO_CMNCRYPTO_H
 
+#include <openssl/pem.h>
 #include <openssl/types.h>
+#include <openssl/x509.h>
 
 #include "cmncrypto/export.h"
 #include "cmncrypto/types.h"
@@ -191,6 +193,66 @@ CMNCRYPTO_API DH* get_dh2048(void);
 
 /** Fills a buffer with @p length random bytes. @return 0, or 114 when the generator fails or an argument is bad */
 CMNCRYPTO_API int mangleGetRandom(unsigned char* buffer, int length);
+/** @} */
+
+/** @name Certificates and private keys
+ * The counterparts of the static members of CmnCrypto::X509Certificate and CmnCrypto::X509PrivateKey, where what they
+ * do and their codes are described, and of CmnCrypto::CertificatePrivateKeyFactory and CmnCrypto::PrivateKeyUtils,
+ * which never throw. All return 0 for success.
+ * @{ */
+
+/** Packs a certificate and its private key into PKCS#12: X509Certificate::convertToPKCS12(). */
+CMNCRYPTO_API int cmncrypto_convertToPKCS12(X509* certificate, EVP_PKEY* key, char* password, unsigned char* out,
+                                            int* length);
+
+/** Unpacks a PKCS#12 bundle: X509Certificate::extractCertFromPKCS12(). The caller releases both results. */
+CMNCRYPTO_API int cmncrypto_extractCertFromPKCS12(const unsigned char* data, int length, const char* password,
+                                                  X509** certificate, EVP_PKEY** key);
+
+/**
+ * Writes a certificate as PEM.
+ * @param certificate stays the caller's
+ * @param pem receives the NUL-terminated text, to be released with free(); null after a failure
+ * @return 0; 5900 when the certificate cannot be written, also for null; 36; 20 for a null @p pem
+ */
+CMNCRYPTO_API int cmncrypto_getPEMfromCertificate(X509* certificate, char** pem);
+
+/** Releases a certificate, if any, and sets it to null. @return 0 */
+CMNCRYPTO_API int cmncrypto_releaseCertificate(X509** certificate);
+
+/** Makes an RSA key: X509PrivateKey::generatePrivateKey(). Release it with cmncrypto_releasePrivateKey(). */
+CMNCRYPTO_API int cmncrypto_generatePrivateKey(unsigned short bits, EVP_PKEY** key);
+
+/**
+ * Makes a self-signed certificate: X509PrivateKey::generateSelfSignCertificate(). Release it with
+ * cmncrypto_releaseCertificate(). A failure releases the caller's @p key, too, and sets it to null.
+ */
+CMNCRYPTO_API int cmncrypto_generateSelfSignCertificate(unsigned short days, _HASH_ALGO algorithm,
+                                                        subTokenValuePair* subject, EVP_PKEY** key, X509** certificate);
+
+/** Releases a key, if any; the pointer stays as it is: the caller sets it to null. @return 0 */
+CMNCRYPTO_API int cmncrypto_releasePrivateKey(EVP_PKEY** key);
+
+/** Reads a private key out of a PEM file: CertificatePrivateKeyFactory::generateEVP_PKEY(); 20 for a null @p path. */
+CMNCRYPTO_API int generateEVP_PKEY_c(const char* path, cmncrypto_cert_log_cb logger, pem_password_cb* callback,
+                                     void* userData, EVP_PKEY** key);
+
+/**
+ * Reads all certificates of a PEM file: CertificatePrivateKeyFactory::generateX509Certificates(); 20 for a null
+ * @p path.
+ */
+CMNCRYPTO_API int generateX509Certificates_c(const char* path, cmncrypto_cert_log_cb logger,
+                                             STACK_OF(X509)** certificates);
+
+/**
+ * Reads the first certificate of a PEM file: CertificatePrivateKeyFactory::generateX509LeafCertificate(); 20 for a
+ * null @p path.
+ */
+CMNCRYPTO_API int generateX509LeafCertificate_c(const char* path, cmncrypto_cert_log_cb logger, X509** certificate);
+
+/** Tells whether the private key of a PEM file is encrypted: PrivateKeyUtils::is_private_key_file_encrypted(); 20 for
+ *  a null @p path. */
+CMNCRYPTO_API int is_private_key_file_encrypted_c(const char* path, cmncrypto_cert_log_cb logger, int* encrypted);
 /** @} */
 
 #ifdef __cplusplus

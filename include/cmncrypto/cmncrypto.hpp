@@ -4,6 +4,7 @@
 #ifndef CMNCRYPTO_CMNCRYPTO_HPP
 #define CMNCRYPTO_CMNCRYPTO_HPP
 
+#include "cmncrypto/CertificatePrivateKeyFactory.h"
 #include "cmncrypto/CmnApi.h"
 #include "cmncrypto/CmnException.h"
 #include "cmncrypto/CryptFactory.h"
@@ -14,8 +15,13 @@
 #include "cmncrypto/LibraryObject.h"
 #include "cmncrypto/MangleCrypter.h"
 #include "cmncrypto/NullCrypter.h"
+#include "cmncrypto/PrivateKeyUtils.h"
 #include "cmncrypto/RandomNumberGenerator.h"
+#include "cmncrypto/X509CertChain.h"
 #include "cmncrypto/X509Certificate.h"
+#include "cmncrypto/X509Name.h"
+#include "cmncrypto/X509PrivateKey.h"
+#include "cmncrypto/X509PublicKey.h"
 #include "cmncrypto/cmncrypto.h"
 
 #endif

@@ -52,6 +52,16 @@ typedef int (*cmncrypto_log_cb)(int level, const char* message, const char* func
 /** Receives the messages of clogmsgv(); as cmncrypto_log_cb with a second number, @p detail. */
 typedef int (*cmncrypto_log_detail_cb)(int level, int detail, const char* message, const char* function);
 
+/** Receives a failure of certificate code; both texts are valid during the call only. It must not throw. */
+typedef void (*cmncrypto_cert_log_cb)(const char* function, const char* message);
+
+/** One attribute of a subject, in a list that belongs to the caller. */
+typedef struct subTokenValuePair {
+    const char* token;              /**< the attribute as OpenSSL knows it: "CN", "OU", "O" */
+    const char* value;              /**< its value in ISO 8859-1 */
+    struct subTokenValuePair* next; /**< the next attribute, null at the end */
+} subTokenValuePair;
+
 #ifdef __cplusplus
 /** The common cryptography library: digests, random numbers, encrypted streams, certificates. */
 namespace CmnCrypto {
@@ -60,6 +70,7 @@ using ::_HASH_ALGO;
 using ::_HASH_ALGO_MAP_STRUCT;
 using ::BIGNUM_TO_DEC;
 using ::BIGNUM_TO_HEX;
+using ::cmncrypto_cert_log_cb;
 using ::cmncrypto_log_cb;
 using ::cmncrypto_log_detail_cb;
 using ::CmnCryptoHandle;
@@ -68,6 +79,7 @@ using ::HASH_ALGO_NONE;
 using ::HASH_ALGO_SHA1;
 using ::HASH_ALGO_SHA256;
 using ::HASH_ALGO_SHA512;
+using ::subTokenValuePair;
 } // namespace CmnCrypto
 #endif
 

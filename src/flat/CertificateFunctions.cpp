@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 #include "cmncrypto/CmnApi.h"
@@ -49,6 +50,46 @@ int cmncrypto_generateHashInBin(X509* certificate, _HASH_ALGO algorithm, unsigne
         const X509Certificate borrowed(certificate, false);
         std::memset(out, 0, outSize);
         borrowed.generateHash(out, algorithm); // the whole digest, whatever outSize says
+        return 0;
+    });
+}
+
+int cmncrypto_convertToPKCS12(X509* certificate, EVP_PKEY* key, char* password, unsigned char* out, int* length) {
+    return guarded("cmncrypto_convertToPKCS12", [=] {
+        X509Certificate::convertToPKCS12(certificate, key, password, out, length);
+        return 0;
+    });
+}
+
+int cmncrypto_extractCertFromPKCS12(const unsigned char* data, int length, const char* password, X509** certificate,
+                                    EVP_PKEY** key) {
+    return guarded("cmncrypto_extractCertFromPKCS12", [=] {
+        X509Certificate::extractCertFromPKCS12(data, length, password, certificate, key);
+        return 0;
+    });
+}
+
+int cmncrypto_getPEMfromCertificate(X509* certificate, char** pem) {
+    constexpr const char* function = "cmncrypto_getPEMfromCertificate";
+    return guarded(function, [=] {
+        if (pem == nullptr) {
+            fail(function, "Invalid argument", codeInvalidArgument);
+        }
+        *pem = nullptr;
+        const std::string text = X509Certificate(certificate, false).getPemString();
+        auto* const copy = static_cast<char*>(std::malloc(text.size() + 1));
+        if (copy == nullptr) {
+            fail(function, "Failed to allocate PEM certificate.", codeNoMemory);
+        }
+        std::memcpy(copy, text.c_str(), text.size() + 1);
+        *pem = copy;
+        return 0;
+    });
+}
+
+int cmncrypto_releaseCertificate(X509** certificate) {
+    return guarded("cmncrypto_releaseCertificate", [=] {
+        X509Certificate::releaseCertificate(certificate);
         return 0;
     });
 }

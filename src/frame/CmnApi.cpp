@@ -9,8 +9,8 @@
 #include "frame/FipsMode.h"
 #include "frame/HashAlgorithmTable.h"
 #include "frame/Logging.h"
-#include "ossl/Algorithms.h"
 #include "ossl/ErrorQueue.h"
+#include "ossl/PerThread.h"
 
 namespace CmnCrypto {
 

@@ -9,19 +9,34 @@
 
 namespace CmnCrypto {
 
-/** Product status codes that more than one source uses. */
+/** Product status codes. */
+constexpr int32_t codeAllocationFailed = 10; ///< of an OpenSSL object
 constexpr int32_t codeOpenFailed = 12;
 constexpr int32_t codeReadFailed = 13;
+constexpr int32_t codeWriteFailed = 14; ///< or a step of OpenSSL failed
 constexpr int32_t codeCloseFailed = 15;
 constexpr int32_t codeInvalidArgument = 20;
 constexpr int32_t codeNoMemory = 36;
 constexpr int32_t codeCryptoFailed = 114;
+constexpr int32_t codeNotX509 = 5900;
+constexpr int32_t codeNoDigest = 5902;
+constexpr int32_t codeDateUnreadable = 5904;
+constexpr int32_t codeNoSuchCertificate = 5949;
+constexpr int32_t codeChainFileExists = 5967;
+constexpr int32_t codeKeyEncrypted = 5999;
 constexpr int32_t codeFipsRefused = 8787;
+constexpr int32_t codeSignatureRefused = 8799;
+constexpr int32_t codeNoUrls = 9323;
 
 /** Logs one text and throws a CmnException with another: callers rely on both, and they often differ. */
 [[noreturn]] inline void fail(const char* function, const char* logText, const char* exceptionText, int32_t code) {
     clogmsg(logFailure, function, "%s", logText);
     throw CmnException(exceptionText, code);
+}
+
+/** As fail(), for a log and an exception with the same text. */
+[[noreturn]] inline void fail(const char* function, const char* text, int32_t code) {
+    fail(function, text, text, code);
 }
 
 /** As fail(), through clogmsgv() with detail 0. */

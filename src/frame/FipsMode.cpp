@@ -6,7 +6,7 @@
 
 #include <openssl/provider.h>
 
-#include "ossl/Algorithms.h"
+#include "ossl/PerThread.h"
 
 namespace CmnCrypto::fips {
 

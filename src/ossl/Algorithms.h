@@ -18,9 +18,6 @@ enum class Cipher { aes128Cbc, aes192Cbc, aes256Cbc, aes256Gcm, count };
 const EVP_MD* digest(Digest which) noexcept;
 const EVP_CIPHER* cipher(Cipher which) noexcept; ///< as digest()
 
-/** Makes every thread fetch anew: what was fetched before a FIPS switch would go on working after it. */
-void forgetAlgorithms() noexcept;
-
 /**
  * A digest context that the thread keeps for digests that begin and end within one call.
  * @param unkept owns the context instead where the thread cannot keep one

@@ -15,6 +15,15 @@ inline void clearErrors() {
     }
 }
 
+/** Empties the error queue at the begin and at the end of an operation, however it ends. */
+class ErrorScope {
+public:
+    ErrorScope() { clearErrors(); }
+    ~ErrorScope() { clearErrors(); }
+    ErrorScope(const ErrorScope&) = delete;
+    ErrorScope& operator=(const ErrorScope&) = delete;
+};
+
 } // namespace CmnCrypto::ossl
 
 #endif

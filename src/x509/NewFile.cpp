@@ -1,0 +1,68 @@
+#include "x509/NewFile.h"
+
+#include <cerrno>
+#include <cstdio>
+
+#include "x509/PathExists.h"
+
+namespace CmnCrypto {
+
+NewFile::NewFile(const char* function, const std::string& path, int32_t existsCode)
+    : m_function(function), m_path(path) {
+    if (pathExists(path)) {
+        failExisting(existsCode);
+    }
+    m_bio.reset(BIO_new(BIO_s_file()));
+    if (!m_bio) {
+        fail(function, "Failed to allocate BIO", codeAllocationFailed);
+    }
+    std::FILE* const file = std::fopen(path.c_str(), "wbx"); // x: not a file that has appeared meanwhile
+    if (file == nullptr) {
+        if (errno == EEXIST) {
+            failExisting(existsCode);
+        }
+        clogmsg(logFailure, function, "Failed to open cert file %s", path.c_str());
+        throw CmnException("Failed to open cert file", codeOpenFailed);
+    }
+    m_created = true;
+    BIO_set_fp(m_bio.get(), file, BIO_NOCLOSE);
+}
+
+NewFile::~NewFile() {
+    if (m_created) {
+        std::FILE* file = nullptr;
+        BIO_get_fp(m_bio.get(), &file);
+        std::fclose(file);           // NOLINT(cert-err33-c): the file goes anyway
+        std::remove(m_path.c_str()); // NOLINT(cert-err33-c): nothing more can be done
+    }
+}
+
+void NewFile::write(const X509* certificate) {
+    if (certificate == nullptr || PEM_write_bio_X509(m_bio.get(), certificate) != 1) {
+        failWriting();
+    }
+}
+
+void NewFile::finish() {
+    std::FILE* file = nullptr;
+    BIO_get_fp(m_bio.get(), &file);
+    if (std::fflush(file) != 0) { // what the disk could not take shows only now
+        failWriting();
+    }
+    m_created = false;
+    if (std::fclose(file) != 0) {
+        std::remove(m_path.c_str()); // NOLINT(cert-err33-c): nothing more can be done
+        failWriting();
+    }
+}
+
+void NewFile::failExisting(int32_t code) const {
+    clogmsg(logFailure, m_function, "File path [%s] already exists", m_path.c_str());
+    throw CmnException("Specified certificate file already exists", code);
+}
+
+void NewFile::failWriting() const {
+    fail(m_function, "Failed to write certificate", codeWriteFailed);
+}
+
+} // namespace CmnCrypto

@@ -1,0 +1,44 @@
+#ifndef CMNCRYPTO_X509_NEWFILE_H
+#define CMNCRYPTO_X509_NEWFILE_H
+
+#include <string>
+
+#include "frame/Failure.h"
+#include "ossl/OpenSsl.h"
+
+namespace CmnCrypto {
+
+/**
+ * A certificate file that did not exist before, or no file at all: it is created exclusively, so that of two processes
+ * that race for a path one fails, and goes again unless finish() is reached.
+ */
+class NewFile {
+public:
+    /**
+     * @param function logs and throws in this function's name
+     * @throws CmnException @p existsCode when there is something under @p path, 12 when the file cannot be opened, 10
+     *         when memory is short
+     */
+    NewFile(const char* function, const std::string& path, int32_t existsCode);
+    ~NewFile();
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+
+    /** Appends the PEM text of a certificate. @throws CmnException 14 */
+    void write(const X509* certificate);
+    /** Closes the file, which then stays. @throws CmnException 14 */
+    void finish();
+
+private:
+    [[noreturn]] void failExisting(int32_t code) const;
+    [[noreturn]] void failWriting() const;
+
+    const char* m_function;
+    const std::string& m_path;
+    OpenSslPtr<BIO> m_bio;
+    bool m_created = false;
+};
+
+} // namespace CmnCrypto
+
+#endif

@@ -1,0 +1,92 @@
+#include "x509/OldKeyFormat.h"
+
+#include <array>
+#include <string>
+
+#include "ossl/LegacyContext.h"
+
+namespace CmnCrypto {
+
+namespace {
+
+/** The pass phrase on the stack, wiped. */
+struct Asked {
+    explicit Asked(PassPhrase& passPhrase)
+        : length(PassPhrase::ask(text.data(), static_cast<int>(text.size()), 0, &passPhrase)) {}
+    ~Asked() { OPENSSL_cleanse(text.data(), text.size()); }
+    Asked(const Asked&) = delete;
+    Asked& operator=(const Asked&) = delete;
+
+    const unsigned char* bytes() const noexcept { return reinterpret_cast<const unsigned char*>(text.data()); }
+
+    std::array<char, PEM_BUFSIZE> text;
+    int length; ///< negative when there is none
+};
+
+bool isUsable(const ossl::LegacyContext& context, const char* algorithm, const std::function<void(const char*)>& tell) {
+    if (!context.isUsable()) {
+        tell((std::string("OpenSSL's legacy provider is not available, which ") + algorithm + " needs").c_str());
+    }
+    return context.isUsable();
+}
+
+/** Decrypts a block in place. @return the length of the plaintext, negative when that fails */
+long decrypt(PemBlock& block, const EVP_CIPHER* cipher, const unsigned char* iv, const Asked& pass) {
+    std::array<unsigned char, EVP_MAX_KEY_LENGTH> key;
+    const OpenSslPtr<EVP_CIPHER_CTX> context(EVP_CIPHER_CTX_new());
+    unsigned char* const data = block.data();
+    int length = 0;
+    int rest = 0;
+    const bool decrypted =
+        context && EVP_BytesToKey(cipher, EVP_md5(), iv, pass.bytes(), pass.length, 1, key.data(), nullptr) > 0 &&
+        EVP_DecryptInit_ex(context.get(), cipher, nullptr, key.data(), iv) == 1 &&
+        EVP_DecryptUpdate(context.get(), data, &length, data, static_cast<int>(block.length())) == 1 &&
+        EVP_DecryptFinal_ex(context.get(), data + length, &rest) == 1;
+    OPENSSL_cleanse(key.data(), key.size());
+    return decrypted ? length + rest : -1;
+}
+
+} // namespace
+
+OpenSslPtr<EVP_PKEY> openOldTraditional(PemBlock& block, PassPhrase& passPhrase,
+                                        const std::function<void(const char*)>& tell) {
+    EVP_CIPHER_INFO header = {};
+    if (PEM_get_EVP_CIPHER_INFO(block.header(), &header) != 1 || header.cipher == nullptr) {
+        return nullptr;
+    }
+    const char* const name = EVP_CIPHER_get0_name(header.cipher);
+    if (OpenSslPtr<EVP_CIPHER>(EVP_CIPHER_fetch(nullptr, name, nullptr))) {
+        return nullptr; // it was not for the cipher that the key could not be read
+    }
+    const ossl::LegacyContext context;
+    if (!isUsable(context, name, tell)) {
+        return nullptr;
+    }
+    const OpenSslPtr<EVP_CIPHER> cipher(EVP_CIPHER_fetch(context.get(), name, nullptr));
+    const Asked pass(passPhrase);
+    const long length = cipher && pass.length >= 0 ? decrypt(block, cipher.get(), header.iv, pass) : -1;
+    const unsigned char* der = block.data();
+    return OpenSslPtr<EVP_PKEY>(length > 0 ? d2i_AutoPrivateKey(nullptr, &der, length) : nullptr);
+}
+
+OpenSslPtr<EVP_PKEY> openOldPkcs8(PemBlock& block, PassPhrase& passPhrase,
+                                  const std::function<void(const char*)>& tell) {
+    const unsigned char* der = block.data();
+    const OpenSslPtr<X509_SIG> encrypted(d2i_X509_SIG(nullptr, &der, block.length()));
+    if (!encrypted) {
+        return nullptr;
+    }
+    const X509_ALGOR* algorithm = nullptr;
+    X509_SIG_get0(encrypted.get(), &algorithm, nullptr);
+    const ossl::LegacyContext context;
+    if (!isUsable(context, OBJ_nid2ln(OBJ_obj2nid(algorithm->algorithm)), tell)) {
+        return nullptr;
+    }
+    const Asked pass(passPhrase);
+    const OpenSslPtr<PKCS8_PRIV_KEY_INFO> info(
+        pass.length < 0 ? nullptr
+                        : PKCS8_decrypt_ex(encrypted.get(), pass.text.data(), pass.length, context.get(), nullptr));
+    return OpenSslPtr<EVP_PKEY>(info ? EVP_PKCS82PKEY(info.get()) : nullptr);
+}
+
+} // namespace CmnCrypto

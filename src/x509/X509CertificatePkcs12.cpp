@@ -1,0 +1,125 @@
+// Certificates and keys in PKCS#12 bundles (RFC 7292).
+
+#include "cmncrypto/CmnApi.h"
+#include "cmncrypto/X509Certificate.h"
+#include "frame/Failure.h"
+#include "frame/FipsMode.h"
+#include "ossl/ErrorQueue.h"
+#include "ossl/LegacyContext.h"
+
+namespace CmnCrypto {
+
+namespace {
+
+constexpr const char* packTag = "X509Certificate::convertToPKCS12";
+constexpr const char* unpackTag = "X509Certificate::extractCertFromPKCS12";
+
+struct Bundle {
+    OpenSslPtr<X509> certificate;
+    OpenSslPtr<EVP_PKEY> key;
+};
+
+/** Takes a bundle apart. @return false with the reason in the error queue */
+bool parse(PKCS12* pkcs12, const char* password, Bundle& bundle) {
+    EVP_PKEY* key = nullptr;
+    X509* certificate = nullptr;
+    const int result = PKCS12_parse(pkcs12, password, &key, &certificate, nullptr);
+    bundle.key.reset(key);
+    bundle.certificate.reset(certificate);
+    return result == 1;
+}
+
+/** Moves what was read in another library context into the default one. @return false when that fails */
+bool carryOver(const Bundle& from, Bundle& to) {
+    if (from.key) {
+        const OpenSslPtr<PKCS8_PRIV_KEY_INFO> info(EVP_PKEY2PKCS8(from.key.get()));
+        to.key.reset(info ? EVP_PKCS82PKEY(info.get()) : nullptr);
+    }
+    if (from.certificate) {
+        unsigned char* der = nullptr;
+        const int length = i2d_X509(from.certificate.get(), &der);
+        const unsigned char* position = der;
+        to.certificate.reset(length > 0 ? d2i_X509(nullptr, &position, length) : nullptr);
+        OPENSSL_free(der);
+    }
+    return (to.key != nullptr) == (from.key != nullptr) && (to.certificate != nullptr) == (from.certificate != nullptr);
+}
+
+/** Takes a bundle apart whose encryption only the legacy provider knows. */
+bool parseOldFormat(const unsigned char* data, int length, const char* password, Bundle& bundle) {
+    const std::string algorithm = ossl::missingAlgorithm();
+    const ossl::LegacyContext context;
+    if (!context.isUsable()) {
+        clogmsg(logFailure, unpackTag, "OpenSSL's legacy provider is not available, which %s needs", algorithm.c_str());
+        return false;
+    }
+    ossl::clearErrors();
+    Bundle read; // ends before the context that its objects belong to
+    PKCS12* raw = PKCS12_init_ex(NID_pkcs7_data, context.get(), nullptr);
+    if (raw == nullptr) {
+        return false;
+    }
+    if (d2i_PKCS12(&raw, &data, length) == nullptr) { // which has released it
+        return false;
+    }
+    const OpenSslPtr<PKCS12> pkcs12(raw);
+    return parse(pkcs12.get(), password, read) && carryOver(read, bundle);
+}
+
+} // namespace
+
+void X509Certificate::convertToPKCS12(X509* certificate, EVP_PKEY* key, char* password, unsigned char* out,
+                                      int* length) {
+    CmnApi::initOpenssl();
+    const ossl::ErrorScope errors;
+    if (out == nullptr || length == nullptr || *length < 0) {
+        fail(packTag, "Invalid argument", codeInvalidArgument);
+    }
+    const OpenSslPtr<BIO> bio(BIO_new(BIO_s_mem()));
+    if (!bio) {
+        fail(packTag, "Failed to allocate BIO.", codeNoMemory);
+    }
+    const OpenSslPtr<PKCS12> pkcs12(PKCS12_create(password, nullptr, key, certificate, nullptr, 0, 0, 0, 0, 0));
+    if (!pkcs12) {
+        fail(packTag, "Failed to create structure using certificate and key.", codeWriteFailed);
+    }
+    if (i2d_PKCS12_bio(bio.get(), pkcs12.get()) != 1) {
+        fail(packTag, "Failed to serialize certificate and private key to buffer.", codeWriteFailed);
+    }
+    const int count = BIO_read(bio.get(), out, *length);
+    *length = count > 0 ? count : 0; // a larger bundle is cut silently: callers size the buffer
+}
+
+void X509Certificate::extractCertFromPKCS12(const unsigned char* data, int length, const char* password,
+                                            X509** certificate, EVP_PKEY** key) {
+    CmnApi::initOpenssl();
+    const ossl::ErrorScope errors;
+    if (certificate == nullptr || key == nullptr) {
+        fail(unpackTag, "Invalid argument", codeInvalidArgument);
+    }
+    *certificate = nullptr;
+    *key = nullptr;
+    const OpenSslPtr<BIO> bio(BIO_new(BIO_s_mem()));
+    if (!bio) {
+        fail(unpackTag, "Failed to allocate BIO.", codeNoMemory);
+    }
+    if (data == nullptr || length < 1 || BIO_write(bio.get(), data, length) < 1) {
+        fail(unpackTag, "Failed to open cert file.", codeOpenFailed);
+    }
+    const OpenSslPtr<PKCS12> pkcs12(d2i_PKCS12_bio(bio.get(), nullptr));
+    if (!pkcs12) {
+        fail(unpackTag, "Failed to de serialize certificate and private key from buffer.", codeReadFailed);
+    }
+    Bundle bundle;
+    bool parsed = parse(pkcs12.get(), password, bundle);
+    if (!parsed && ossl::isAlgorithmMissing() && fips::FIPS_mode() == 0) {
+        parsed = parseOldFormat(data, length, password, bundle);
+    }
+    if (!parsed) {
+        fail(unpackTag, "Failed to parse structure using certificate and key.", codeReadFailed);
+    }
+    *certificate = bundle.certificate.release();
+    *key = bundle.key.release();
+}
+
+} // namespace CmnCrypto
