@@ -4,11 +4,13 @@
 #ifndef CMNCRYPTO_X509PUBLICKEY_H
 #define CMNCRYPTO_X509PUBLICKEY_H
 
+#include <cstdint>
 #include <string>
 
 #include <openssl/types.h>
 
 #include "cmncrypto/LibraryObject.h"
+#include "cmncrypto/OpenSslPtr.h"
 #include "cmncrypto/export.h"
 #include "cmncrypto/types.h"
 
@@ -67,6 +69,8 @@ private:
 
     EVP_PKEY* m_key = nullptr;
     bool m_owns = false;
+    mutable OpenSslPtr<EVP_PKEY_CTX> m_verifier; ///< kept from one signature to the next
+    mutable uint64_t m_generation = 0;           ///< of the algorithms that the verifier works with
 };
 
 } // namespace CmnCrypto

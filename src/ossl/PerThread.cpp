@@ -36,7 +36,7 @@ PerThread* perThread() noexcept {
         thread_local const Owner owner;
         static_cast<void>(owner);
     }
-    const std::uint64_t generation = currentGeneration.load(std::memory_order_acquire);
+    const std::uint64_t generation = algorithmGeneration();
     if (mine->generation != generation) {
         mine->digests = {};
         mine->ciphers = {};
@@ -44,6 +44,10 @@ PerThread* perThread() noexcept {
         mine->generation = generation; // the scratch context may be in use, and takes a new digest at its next start
     }
     return mine;
+}
+
+std::uint64_t algorithmGeneration() noexcept {
+    return currentGeneration.load(std::memory_order_acquire);
 }
 
 void forgetAlgorithms() noexcept {

@@ -30,6 +30,9 @@ struct PerThread {
 /** @return what the calling thread keeps, up to date; null when memory is short or the thread is ending */
 PerThread* perThread() noexcept;
 
+/** @return a number that every FIPS switch raises: what was kept under another one is out of date */
+std::uint64_t algorithmGeneration() noexcept;
+
 /** Makes every thread fetch anew: what was fetched before a FIPS switch would go on working after it. */
 void forgetAlgorithms() noexcept;
 

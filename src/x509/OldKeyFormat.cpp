@@ -1,6 +1,5 @@
 #include "x509/OldKeyFormat.h"
 
-#include <array>
 #include <string>
 
 #include "ossl/LegacyContext.h"
@@ -11,15 +10,14 @@ namespace {
 
 /** The pass phrase on the stack, wiped. */
 struct Asked {
-    explicit Asked(PassPhrase& passPhrase)
-        : length(PassPhrase::ask(text.data(), static_cast<int>(text.size()), 0, &passPhrase)) {}
-    ~Asked() { OPENSSL_cleanse(text.data(), text.size()); }
+    explicit Asked(PassPhrase& passPhrase) : length(PassPhrase::ask(text, sizeof text, 0, &passPhrase)) {}
+    ~Asked() { OPENSSL_cleanse(text, sizeof text); }
     Asked(const Asked&) = delete;
     Asked& operator=(const Asked&) = delete;
 
-    const unsigned char* bytes() const noexcept { return reinterpret_cast<const unsigned char*>(text.data()); }
+    const unsigned char* bytes() const noexcept { return reinterpret_cast<const unsigned char*>(text); }
 
-    std::array<char, PEM_BUFSIZE> text;
+    char text[PEM_BUFSIZE];
     int length; ///< negative when there is none
 };
 
@@ -32,17 +30,17 @@ bool isUsable(const ossl::LegacyContext& context, const char* algorithm, const s
 
 /** Decrypts a block in place. @return the length of the plaintext, negative when that fails */
 long decrypt(PemBlock& block, const EVP_CIPHER* cipher, const unsigned char* iv, const Asked& pass) {
-    std::array<unsigned char, EVP_MAX_KEY_LENGTH> key;
+    unsigned char key[EVP_MAX_KEY_LENGTH];
     const OpenSslPtr<EVP_CIPHER_CTX> context(EVP_CIPHER_CTX_new());
     unsigned char* const data = block.data();
     int length = 0;
     int rest = 0;
     const bool decrypted =
-        context && EVP_BytesToKey(cipher, EVP_md5(), iv, pass.bytes(), pass.length, 1, key.data(), nullptr) > 0 &&
-        EVP_DecryptInit_ex(context.get(), cipher, nullptr, key.data(), iv) == 1 &&
+        context && EVP_BytesToKey(cipher, EVP_md5(), iv, pass.bytes(), pass.length, 1, key, nullptr) > 0 &&
+        EVP_DecryptInit_ex(context.get(), cipher, nullptr, key, iv) == 1 &&
         EVP_DecryptUpdate(context.get(), data, &length, data, static_cast<int>(block.length())) == 1 &&
         EVP_DecryptFinal_ex(context.get(), data + length, &rest) == 1;
-    OPENSSL_cleanse(key.data(), key.size());
+    OPENSSL_cleanse(key, sizeof key);
     return decrypted ? length + rest : -1;
 }
 
@@ -84,8 +82,7 @@ OpenSslPtr<EVP_PKEY> openOldPkcs8(PemBlock& block, PassPhrase& passPhrase,
     }
     const Asked pass(passPhrase);
     const OpenSslPtr<PKCS8_PRIV_KEY_INFO> info(
-        pass.length < 0 ? nullptr
-                        : PKCS8_decrypt_ex(encrypted.get(), pass.text.data(), pass.length, context.get(), nullptr));
+        pass.length < 0 ? nullptr : PKCS8_decrypt_ex(encrypted.get(), pass.text, pass.length, context.get(), nullptr));
     return OpenSslPtr<EVP_PKEY>(info ? EVP_PKCS82PKEY(info.get()) : nullptr);
 }
 

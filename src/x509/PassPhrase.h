@@ -1,8 +1,6 @@
 #ifndef CMNCRYPTO_X509_PASSPHRASE_H
 #define CMNCRYPTO_X509_PASSPHRASE_H
 
-#include <array>
-
 #include "ossl/OpenSsl.h"
 
 namespace CmnCrypto {
@@ -30,7 +28,7 @@ private:
     void* m_userData;
     bool m_asked = false;
     int m_length = -1;
-    std::array<char, PEM_BUFSIZE> m_answer;
+    char m_answer[PEM_BUFSIZE];
 };
 
 /** A pem_password_cb for what needs no pass phrase: without one OpenSSL would ask on the terminal. @return -1 */

@@ -51,6 +51,7 @@ X509Name::X509Name(const X509_NAME* name)
 X509Name::X509Name(const X509Name& other)
     : m_name(copyOf(other.m_name.get(), "X509Name::X509Name", "Failed to allocate name object.")) {}
 
+// NOLINTNEXTLINE(cert-oop54-cpp): the copy is made before the old name goes
 X509Name& X509Name::operator=(const X509Name& other) {
     m_name = copyOf(other.m_name.get(), "X509Name::operator=", "Failed to duplicate name object during assignment.");
     return *this;
