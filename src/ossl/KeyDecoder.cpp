@@ -21,9 +21,8 @@ OpenSslPtr<EVP_PKEY> decodeRsaKey(KeyForm form, const unsigned char* der, size_t
     OpenSslPtr<EVP_PKEY> key(decoder.made);
     decoder.made = nullptr;
     if (!decoded) {
-        decoder.context.reset(); // what a failure leaves in it is not worth finding out
         clearErrors();
-        return nullptr;
+        key.reset();
     }
     return key;
 }
