@@ -1,10 +1,7 @@
 #include "cmncrypto/CertificatePrivateKeyFactory.h"
 
-#include "cmncrypto/CmnApi.h"
 #include "frame/Failure.h"
-#include "ossl/ErrorQueue.h"
-#include "x509/FactoryLog.h"
-#include "x509/FileContents.h"
+#include "x509/PemFile.h"
 #include "x509/PrivateKeyPem.h"
 
 namespace CmnCrypto {
@@ -26,83 +23,53 @@ bool isAtEnd() {
 
 int CertificatePrivateKeyFactory::generateX509Certificates(const std::string& path, cmncrypto_cert_log_cb logger,
                                                            STACK_OF(X509)** certificates) {
-    const FactoryLog log("CertificatePrivateKeyFactory::generateX509Certificates", path, logger);
-    if (certificates == nullptr) {
-        return log.failure(codeInvalidArgument, "Invalid argument");
-    }
-    *certificates = nullptr;
-    CmnApi::initOpenssl();
-    const ossl::ErrorScope errors;
-    OpenSslPtr<BIO> pem;
-    FileContents contents;
-    if (const int result = log.open(contents, pem); result != 0) {
-        return result;
-    }
-    OpenSslPtr<STACK_OF(X509)> stack(sk_X509_new_null());
-    if (!stack) {
-        return log.failure(codeNoMemory, "Failed to allocate memory");
-    }
-    while (OpenSslPtr<X509> certificate = nextCertificate(pem.get())) {
-        if (sk_X509_push(stack.get(), certificate.get()) == 0) {
-            return log.failure(codeNoMemory, "Failed to allocate memory");
+    const PemFileLog log("CertificatePrivateKeyFactory::generateX509Certificates", path, logger);
+    return onPemFile(log, certificates, [&](BIO* pem) {
+        OpenSslPtr<STACK_OF(X509)> stack(sk_X509_new_null());
+        while (OpenSslPtr<X509> certificate = nextCertificate(pem)) {
+            if (sk_X509_push(stack.get(), certificate.get()) == 0) { // also where there is no stack
+                return log.failure(codeNoMemory, "Failed to allocate memory");
+            }
+            static_cast<void>(certificate.release());
         }
-        static_cast<void>(certificate.release());
-    }
-    if (!isAtEnd()) {
-        return log.failure(codeReadFailed, "Failed to read a certificate");
-    }
-    if (sk_X509_num(stack.get()) == 0) {
-        return log.failure(codeReadFailed, "Failed to find a certificate");
-    }
-    *certificates = stack.release();
-    return 0;
+        if (!isAtEnd()) {
+            return log.failure(codeReadFailed, "Failed to read a certificate");
+        }
+        if (sk_X509_num(stack.get()) < 1) {
+            return log.failure(codeReadFailed, "Failed to find a certificate");
+        }
+        *certificates = stack.release();
+        return 0;
+    });
 }
 
 int CertificatePrivateKeyFactory::generateX509LeafCertificate(const std::string& path, cmncrypto_cert_log_cb logger,
                                                               X509** certificate) {
-    const FactoryLog log("CertificatePrivateKeyFactory::generateX509LeafCertificate", path, logger);
-    if (certificate == nullptr) {
-        return log.failure(codeInvalidArgument, "Invalid argument");
-    }
-    *certificate = nullptr;
-    CmnApi::initOpenssl();
-    const ossl::ErrorScope errors;
-    OpenSslPtr<BIO> pem;
-    FileContents contents;
-    if (const int result = log.open(contents, pem); result != 0) {
-        return result;
-    }
-    OpenSslPtr<X509> leaf = nextCertificate(pem.get());
-    if (!leaf) {
-        return log.failure(codeReadFailed, isAtEnd() ? "Failed to find a certificate" : "Failed to read a certificate");
-    }
-    *certificate = leaf.release();
-    return 0;
+    const PemFileLog log("CertificatePrivateKeyFactory::generateX509LeafCertificate", path, logger);
+    return onPemFile(log, certificate, [&](BIO* pem) {
+        *certificate = nextCertificate(pem).release();
+        if (*certificate == nullptr) {
+            return log.failure(codeReadFailed,
+                               isAtEnd() ? "Failed to find a certificate" : "Failed to read a certificate");
+        }
+        return 0;
+    });
 }
 
 int CertificatePrivateKeyFactory::generateEVP_PKEY(const std::string& path, cmncrypto_cert_log_cb logger,
                                                    pem_password_cb* callback, void* userData, EVP_PKEY** key) {
-    const FactoryLog log("CertificatePrivateKeyFactory::generateEVP_PKEY", path, logger);
-    if (key == nullptr) {
-        return log.failure(codeInvalidArgument, "Invalid argument");
-    }
-    *key = nullptr;
-    CmnApi::initOpenssl();
-    const ossl::ErrorScope errors;
-    OpenSslPtr<BIO> pem;
-    FileContents contents;
-    if (const int result = log.open(contents, pem); result != 0) {
-        return result;
-    }
-    PassPhrase passPhrase(callback, userData);
-    ReadKey read = readPrivateKeyPem(pem.get(), passPhrase, [&log](const char* text) { log.message(text); });
-    if (!read.key) {
-        return log.failure(codeReadFailed, read.fipsRefused        ? "FIPS mode refuses the private key"
-                                           : passPhrase.wasAsked() ? "Failed to decrypt a private key"
-                                                                   : "Failed to read a private key");
-    }
-    *key = read.key.release();
-    return 0;
+    const PemFileLog log("CertificatePrivateKeyFactory::generateEVP_PKEY", path, logger);
+    return onPemFile(log, key, [&](BIO* pem) {
+        PassPhrase passPhrase(callback, userData);
+        ReadKey read = readPrivateKeyPem(pem, passPhrase, [&log](const char* text) { log.message(text); });
+        *key = read.key.release();
+        if (*key == nullptr) {
+            return log.failure(codeReadFailed, read.fipsRefused        ? "FIPS mode refuses the private key"
+                                               : passPhrase.wasAsked() ? "Failed to decrypt a private key"
+                                                                       : "Failed to read a private key");
+        }
+        return 0;
+    });
 }
 
 } // namespace CmnCrypto

@@ -1,7 +1,4 @@
-#include "x509/FactoryLog.h"
-
-#include "cmncrypto/CmnApi.h"
-#include "frame/Failure.h"
+#include "x509/PemFile.h"
 
 namespace CmnCrypto {
 
@@ -17,7 +14,7 @@ std::string withoutFormats(const std::string& text) {
 
 } // namespace
 
-int FactoryLog::failure(int code, const char* what) const {
+int PemFileLog::failure(int code, const char* what) const {
     if (m_logger != nullptr) {
         std::string text = std::string(what) + ", file [" + withoutFormats(m_path) + "]";
         if (ERR_peek_error() != 0) {
@@ -28,13 +25,13 @@ int FactoryLog::failure(int code, const char* what) const {
     return code;
 }
 
-void FactoryLog::message(const char* text) const {
+void PemFileLog::message(const char* text) const {
     if (m_logger != nullptr) {
         m_logger(m_function, text);
     }
 }
 
-int FactoryLog::open(FileContents& contents, OpenSslPtr<BIO>& pem) const {
+int PemFileLog::open(FileContents& contents, OpenSslPtr<BIO>& pem) const {
     switch (const int result = contents.read(m_path)) {
     case 0:
         pem = contents.view();
