@@ -197,8 +197,8 @@ CMNCRYPTO_API int mangleGetRandom(unsigned char* buffer, int length);
 
 /** @name Certificates and private keys
  * The counterparts of the static members of CmnCrypto::X509Certificate and CmnCrypto::X509PrivateKey, where what they
- * do and their codes are described, and of CmnCrypto::CertificatePrivateKeyFactory and CmnCrypto::PrivateKeyUtils,
- * which never throw. All return 0 for success.
+ * do and their codes are described, and of CmnCrypto::CertificatePrivateKeyFactory and CmnCrypto::PrivateKeyUtils.
+ * All return 0 for success.
  * @{ */
 
 /** Packs a certificate and its private key into PKCS#12: X509Certificate::convertToPKCS12(). */

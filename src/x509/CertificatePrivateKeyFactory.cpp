@@ -27,7 +27,7 @@ int CertificatePrivateKeyFactory::generateX509Certificates(const std::string& pa
     return onPemFile(log, certificates, [&](BIO* pem) {
         OpenSslPtr<STACK_OF(X509)> stack(sk_X509_new_null());
         while (OpenSslPtr<X509> certificate = nextCertificate(pem)) {
-            if (sk_X509_push(stack.get(), certificate.get()) == 0) { // also where there is no stack
+            if (sk_X509_push(stack.get(), certificate.get()) < 1) { // -1 where there is no stack
                 return log.failure(codeNoMemory, "Failed to allocate memory");
             }
             static_cast<void>(certificate.release());

@@ -1,6 +1,7 @@
 #ifndef CMNCRYPTO_X509_PEMFILE_H
 #define CMNCRYPTO_X509_PEMFILE_H
 
+#include <new>
 #include <string>
 #include <type_traits>
 
@@ -41,7 +42,7 @@ private:
  * @param output where the body's result goes; null is refused
  * @return what the body returns, or the code of a failure that has been told
  */
-template <class Output, class Body> int onPemFile(const PemFileLog& log, Output* output, Body&& body) {
+template <class Output, class Body> int onPemFile(const PemFileLog& log, Output* output, Body&& body) try {
     if (output == nullptr) {
         return log.failure(codeInvalidArgument, "Invalid argument");
     }
@@ -54,6 +55,9 @@ template <class Output, class Body> int onPemFile(const PemFileLog& log, Output*
     OpenSslPtr<BIO> pem;
     const int result = log.open(contents, pem);
     return result == 0 ? body(pem.get()) : result;
+} catch (const std::bad_alloc&) {
+    log.message("Failed to allocate memory");
+    return codeNoMemory;
 }
 
 } // namespace CmnCrypto
