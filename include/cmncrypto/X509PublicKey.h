@@ -4,17 +4,18 @@
 #ifndef CMNCRYPTO_X509PUBLICKEY_H
 #define CMNCRYPTO_X509PUBLICKEY_H
 
-#include <cstdint>
+#include <memory>
 #include <string>
 
 #include <openssl/types.h>
 
 #include "cmncrypto/LibraryObject.h"
-#include "cmncrypto/OpenSslPtr.h"
 #include "cmncrypto/export.h"
 #include "cmncrypto/types.h"
 
 namespace CmnCrypto {
+
+class SignatureVerifier;
 
 /**
  * Wraps one public key, owned or borrowed: the counterpart of X509PrivateKey. Copies are deliberately empty. One
@@ -22,7 +23,7 @@ namespace CmnCrypto {
  */
 class CMNCRYPTO_API X509PublicKey : public LibraryObject {
 public:
-    X509PublicKey() = default; ///< without a key
+    X509PublicKey(); ///< without a key
     /** Reads an RSA key from PEM text ("PUBLIC KEY", RFC 5280 SubjectPublicKeyInfo). @throws CmnException -1 when
      *  there is none */
     explicit X509PublicKey(const std::string& pem);
@@ -66,11 +67,11 @@ public:
 
 private:
     void getEVPPublicKey(const std::string& pem);
+    SignatureVerifier& verifier() const;
 
     EVP_PKEY* m_key = nullptr;
     bool m_owns = false;
-    mutable OpenSslPtr<EVP_PKEY_CTX> m_verifier; ///< kept from one signature to the next
-    mutable uint64_t m_generation = 0;           ///< of the algorithms that the verifier works with
+    mutable std::unique_ptr<SignatureVerifier> m_verifier; ///< kept from one signature to the next
 };
 
 } // namespace CmnCrypto

@@ -2,18 +2,15 @@
 #include "ossl/DeprecatedRsa.h"
 // clang-format on
 
-#include <algorithm>
 #include <cstdlib>
 #include <memory>
-#include <vector>
 
 #include "cmncrypto/CmnApi.h"
 #include "cmncrypto/X509PublicKey.h"
 #include "frame/Failure.h"
-#include "frame/HashAlgorithmTable.h"
 #include "ossl/ErrorQueue.h"
-#include "ossl/PerThread.h"
 #include "x509/PassPhrase.h"
+#include "x509/SignatureVerifier.h"
 
 namespace CmnCrypto {
 
@@ -24,93 +21,13 @@ constexpr const char* requestTag = "X509PublicKey::extractPublicKeyFromCSR";
 constexpr const char* certificateTag = "X509PublicKey::verifyCert";
 constexpr const char* signatureTag = "X509PublicKey::verifySign";
 
-/** The digests that may have made a signature. */
-std::vector<_HASH_ALGO> candidates(_HASH_ALGO algorithm) {
-    if (algorithm != HASH_ALGO_NONE) {
-        return {algorithm};
-    }
-    std::vector<_HASH_ALGO> offered;
-    for (const _HASH_ALGO_MAP_STRUCT& row : CmnApi::getValidHashAlgoList()) {
-        offered.push_back(row.algo);
-    }
-    return offered;
-}
-
-/** Logs @p logText, which ends where OpenSSL's error code follows, and throws @p text. */
-[[noreturn]] void failSetUp(const char* logText, const char* text) {
-    clogmsg(logFailure, signatureTag, "%s%lu", logText, ERR_get_error());
-    throw CmnException(text);
-}
-
-/** @return a context that verifies signatures of @p key, the kept one where it is up to date; null without a key */
-EVP_PKEY_CTX* verifierOf(EVP_PKEY* key, OpenSslPtr<EVP_PKEY_CTX>& kept, uint64_t& generation) {
-    const uint64_t current = ossl::algorithmGeneration();
-    if (key != nullptr && (!kept || generation != current)) {
-        kept.reset(EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr));
-        generation = current;
-        if (kept && EVP_PKEY_verify_init(kept.get()) != 1) {
-            kept.reset();
-        }
-    }
-    return kept.get();
-}
-
-/**
- * The final check of EVP_VerifyFinal(), with a context that is kept: setting one up costs a tenth of a verification.
- */
-bool isGenuine(EVP_MD_CTX* data, const EVP_MD* digest, const unsigned char* signature, size_t length,
-               EVP_PKEY_CTX* verifier) {
-    unsigned char value[EVP_MAX_MD_SIZE];
-    unsigned int size = 0;
-    return EVP_DigestFinal_ex(data, value, &size) == 1 && verifier != nullptr && signature != nullptr && length > 0 &&
-           EVP_PKEY_CTX_set_signature_md(verifier, digest) == 1 &&
-           EVP_PKEY_verify(verifier, signature, length, value, size) == 1;
-}
-
-/** @return whether this digest has made the signature */
-bool isSignedWith(_HASH_ALGO algorithm, const std::string& data, const unsigned char* signature, size_t length,
-                  EVP_PKEY_CTX* verifier) {
-    const _HASH_ALGO_MAP_STRUCT* const row = hashAlgorithmRow(algorithm);
-    clogmsg(logTrace, signatureTag, "Checking for Hash [%s]", row == nullptr ? "" : row->name);
-    const OpenSslPtr<EVP_MD_CTX> context(EVP_MD_CTX_create());
-    if (!context) {
-        failSetUp("Failed to create context for verification of signature. SSL code = ",
-                  "Failed to create context for verification of signature.");
-    }
-    const EVP_MD* const digest = hashAlgorithmDigest(algorithm);
-    if (digest == nullptr || EVP_VerifyInit(context.get(), digest) != 1) {
-        failSetUp("Failed to initialize signature. SSL code = ", "Failed to initialize signature.");
-    }
-    if (EVP_VerifyUpdate(context.get(), data.data(), data.size()) != 1) {
-        failSetUp("Failed to update signature. SSL code = ", "Failed to update signature.");
-    }
-    const bool genuine = isGenuine(context.get(), digest, signature, length, verifier);
-    if (genuine) {
-        clogmsg(logInfo, signatureTag, "Verified the Hash");
-    }
-    return genuine;
-}
-
-/** Tries each digest that may have made a signature; @p report tells of one that has not. */
-template <class Report>
-bool isSigned(_HASH_ALGO algorithm, const std::string& data, const unsigned char* signature, int length,
-              EVP_PKEY_CTX* verifier, Report report) {
-    const size_t size = length > 0 ? static_cast<size_t>(length) : 0; // none, or no Base64: a signature that is wrong
-    const std::vector<_HASH_ALGO> digests = candidates(algorithm);
-    return std::any_of(digests.begin(), digests.end(), [&](_HASH_ALGO digest) {
-        const bool genuine = isSignedWith(digest, data, signature, size, verifier);
-        if (!genuine) {
-            report();
-        }
-        return genuine;
-    });
-}
-
 struct Free {
     void operator()(unsigned char* memory) const noexcept { std::free(memory); }
 };
 
 } // namespace
+
+X509PublicKey::X509PublicKey() = default;
 
 X509PublicKey::X509PublicKey(const std::string& pem) : m_owns(true) {
     CmnApi::initOpenssl();
@@ -205,10 +122,8 @@ bool X509PublicKey::verifySign(const std::string& data, const std::string& signa
     int length = 0;
     CmnApi::B64Decode(signature, decoded, length);
     const std::unique_ptr<unsigned char, Free> owner(decoded);
-    EVP_PKEY_CTX* const verifier = verifierOf(m_key, m_verifier, m_generation);
-    return isSigned(algorithm, data, decoded, length, verifier, [] {
+    return verifier().verify(data, decoded, length, algorithm, [] {
         clogmsg(logFailure, signatureTag, "Failed to verify signature. SSL code = %lu", ERR_get_error());
-        ossl::clearErrors();
     });
 }
 
@@ -216,10 +131,16 @@ bool X509PublicKey::verifySign(const std::string& data, unsigned char* signature
                                _HASH_ALGO algorithm) const {
     CmnApi::initOpenssl();
     const ossl::ErrorScope errors;
-    EVP_PKEY_CTX* const verifier = verifierOf(m_key, m_verifier, m_generation);
-    return isSigned(algorithm, data, signature, length, verifier, [] {
+    return verifier().verify(data, signature, length, algorithm, [] {
         clogmsg(logFailure, signatureTag, "digest/hash verification failed. SSL Error : %s", drainSslErrors().c_str());
     });
+}
+
+SignatureVerifier& X509PublicKey::verifier() const {
+    if (!m_verifier) {
+        m_verifier = std::make_unique<SignatureVerifier>(m_key);
+    }
+    return *m_verifier;
 }
 
 EVP_PKEY* X509PublicKey::getEVPKey() const noexcept {
