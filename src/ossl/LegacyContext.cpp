@@ -2,11 +2,15 @@
 
 namespace CmnCrypto::ossl {
 
-LegacyContext::LegacyContext() noexcept : m_context(OSSL_LIB_CTX_new()) {
+LegacyContext::LegacyContext() noexcept {
+    // That the provider is missing is told by name; the queue goes on telling what could not be read.
+    ERR_set_mark();
+    m_context.reset(OSSL_LIB_CTX_new());
     if (m_context) {
         m_default.reset(OSSL_PROVIDER_load(m_context.get(), "default"));
         m_legacy.reset(OSSL_PROVIDER_load(m_context.get(), "legacy"));
     }
+    ERR_pop_to_mark();
 }
 
 bool isAlgorithmMissing() noexcept {

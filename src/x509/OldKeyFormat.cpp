@@ -21,9 +21,10 @@ struct Asked {
     int length; ///< negative when there is none
 };
 
-bool isUsable(const ossl::LegacyContext& context, const char* algorithm, const std::function<void(const char*)>& tell) {
+bool isUsable(const ossl::LegacyContext& context, const std::string& algorithm,
+              const std::function<void(const char*)>& tell) {
     if (!context.isUsable()) {
-        tell((std::string("OpenSSL's legacy provider is not available, which ") + algorithm + " needs").c_str());
+        tell(("OpenSSL's legacy provider is not available, which " + algorithm + " needs").c_str());
     }
     return context.isUsable();
 }
@@ -44,7 +45,27 @@ long decrypt(PemBlock& block, const EVP_CIPHER* cipher, const unsigned char* iv,
     return decrypted ? length + rest : -1;
 }
 
+OpenSslPtr<X509_SIG> pkcs8Of(const PemBlock& block) {
+    const unsigned char* der = block.data();
+    return OpenSslPtr<X509_SIG>(d2i_X509_SIG(nullptr, &der, block.length()));
+}
+
+/** @return the number of the algorithm that a PKCS#8 key is encrypted with */
+int algorithmOf(const X509_SIG& encrypted) {
+    const X509_ALGOR* algorithm = nullptr;
+    X509_SIG_get0(&encrypted, &algorithm, nullptr);
+    return OBJ_obj2nid(algorithm->algorithm);
+}
+
 } // namespace
+
+bool isOldEncryption(const PemBlock& block) {
+    if (block.name() != pemEncryptedKey) {
+        return block.hasHeader();
+    }
+    const OpenSslPtr<X509_SIG> encrypted = pkcs8Of(block);
+    return encrypted && algorithmOf(*encrypted) != NID_pbes2;
+}
 
 OpenSslPtr<EVP_PKEY> openOldTraditional(PemBlock& block, PassPhrase& passPhrase,
                                         const std::function<void(const char*)>& tell) {
@@ -69,15 +90,14 @@ OpenSslPtr<EVP_PKEY> openOldTraditional(PemBlock& block, PassPhrase& passPhrase,
 
 OpenSslPtr<EVP_PKEY> openOldPkcs8(PemBlock& block, PassPhrase& passPhrase,
                                   const std::function<void(const char*)>& tell) {
-    const unsigned char* der = block.data();
-    const OpenSslPtr<X509_SIG> encrypted(d2i_X509_SIG(nullptr, &der, block.length()));
+    const OpenSslPtr<X509_SIG> encrypted = pkcs8Of(block);
     if (!encrypted) {
         return nullptr;
     }
-    const X509_ALGOR* algorithm = nullptr;
-    X509_SIG_get0(encrypted.get(), &algorithm, nullptr);
+    const int algorithm = algorithmOf(*encrypted);
+    const std::string name = algorithm == NID_pbes2 ? ossl::missingAlgorithm() : OBJ_nid2ln(algorithm);
     const ossl::LegacyContext context;
-    if (!isUsable(context, OBJ_nid2ln(OBJ_obj2nid(algorithm->algorithm)), tell)) {
+    if (!isUsable(context, name, tell)) {
         return nullptr;
     }
     const Asked pass(passPhrase);

@@ -9,6 +9,12 @@
 
 namespace CmnCrypto {
 
+/**
+ * @return whether a key is encrypted in the traditional way or in PKCS#8 with anything older than PBES2 (RFC 8018),
+ *         which is all made of digests and ciphers that FIPS mode does not have
+ */
+bool isOldEncryption(const PemBlock& block);
+
 // Private keys whose encryption only OpenSSL's legacy provider knows. Both return null, with OpenSSL's errors queued,
 // for a key that needs none of it, when the pass phrase is wrong, and when the provider is missing, which they tell.
 

@@ -26,6 +26,7 @@ public:
     bool hasHeader() const noexcept { return m_header != nullptr && *m_header != '\0'; }
     char* header() noexcept { return m_header; }
     unsigned char* data() noexcept { return m_data; }
+    const unsigned char* data() const noexcept { return m_data; }
     long length() const noexcept { return m_length; }
 
 private:

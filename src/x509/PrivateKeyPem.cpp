@@ -48,15 +48,13 @@ ReadKey readPrivateKeyPem(BIO* text, PassPhrase& passPhrase, const std::function
     PemBlock block;
     ERR_set_mark();
     const bool found = block.readPrivateKey(text);
+    const bool old = found && isOldEncryption(block);
     ERR_pop_to_mark(); // what is told is why the plain way failed
-    if (!found) {
-        return result;
-    }
     if (fips) {
-        result.fipsRefused = result.fipsRefused || block.hasHeader(); // its key derivation is made of MD5
-    } else if (block.hasHeader()) {
+        result.fipsRefused = result.fipsRefused || old;
+    } else if (old && block.hasHeader()) {
         result.key = openOldTraditional(block, passPhrase, tell);
-    } else if (block.name() == pemEncryptedKey && missing) {
+    } else if (found && missing && block.name() == pemEncryptedKey) {
         result.key = openOldPkcs8(block, passPhrase, tell);
     }
     return result;
