@@ -177,7 +177,7 @@ public:
      * Unpacks the private key and its certificate of a PKCS#12 bundle. While FIPS mode is off, bundles in the formats
      * of older systems are read too, where OpenSSL's legacy provider is installed.
      * @param password NUL-terminated; null for none
-     * @param certificate receives the certificate, to be released by the caller; null when the bundle has none
+     * @param certificate receives the certificate of the key, to be released by the caller; null when there is none
      * @param key receives the key, to be released by the caller; null when the bundle has none
      * @throws CmnException 12 for no data, 13 when they are no bundle or the password is wrong, 36 when memory is
      *         short, 20 for null outputs; both outputs are then null

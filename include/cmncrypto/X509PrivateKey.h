@@ -57,7 +57,6 @@ public:
      * @param algorithm SHA256, SHA512 or SHA1
      * @return the signature in Base64 on one line
      * @throws CmnException -1 when the key or the algorithm is of no use, also for an empty object
-     * @throws std::string from CmnApi::B64Encode()
      */
     std::string getSign(const std::string& data, _HASH_ALGO algorithm) const;
 

@@ -39,15 +39,16 @@ std::string CmnApi::B64Encode(const unsigned char* data, int length) {
     const OpenSslPtr<BIO> chain = base64Over(OpenSslPtr<BIO>(BIO_new(BIO_s_mem())));
     // Nothing to write is no failure, though a BIO answers it with 0.
     const bool valid = length == 0 || (length > 0 && data != nullptr);
-    if (!chain || !valid || (length > 0 && BIO_write(chain.get(), data, length) != length) ||
-        BIO_flush(chain.get()) != 1) {
+    const bool written = chain && valid && (length == 0 || BIO_write(chain.get(), data, length) == length) &&
+                         BIO_flush(chain.get()) == 1;
+    const char* text = nullptr;
+    const long size = written ? BIO_get_mem_data(BIO_next(chain.get()), &text) : 0;
+    if (!written || (size <= 0 && length > 0)) {
         ossl::clearErrors();
         clogmsg(logFailure, "CmnApi::B64Encode", "Could not write data to be encoded");
         // A string, not a CmnException: callers catch it as one.
         throw std::string("Could not write data to be encoded"); // NOLINT(misc-throw-by-value-catch-by-reference)
     }
-    const char* text = nullptr;
-    const long size = BIO_get_mem_data(BIO_next(chain.get()), &text);
     return size > 0 ? std::string(text, static_cast<size_t>(size)) : std::string();
 }
 

@@ -9,7 +9,7 @@
 
 namespace CmnCrypto::ossl {
 
-/** A decoder that is kept, as setting one up costs forty times what it does, and where it leaves its key. */
+/** A decoder that is kept, as setting one up costs twenty times what it does, and where it leaves its key. */
 struct KeptDecoder {
     OpenSslPtr<OSSL_DECODER_CTX> context;
     EVP_PKEY* made = nullptr; ///< the decoder holds this member's address

@@ -23,13 +23,14 @@ std::string printed(const X509_NAME* name, unsigned long flags) {
     if (!bio) {
         fail(function, "Failed to allocate BIO.", codeNoMemory);
     }
-    if (X509_NAME_print_ex(bio.get(), name, 0, flags) == 0) {
+    const int result = X509_NAME_print_ex(bio.get(), name, 0, flags);
+    if (result == 0) {
         clogmsg(logFailure, function, "Unable to print name to BIO. Returning empty name");
         return {};
     }
     const char* text = nullptr;
     const long length = BIO_get_mem_data(bio.get(), &text);
-    if (length < 1) {
+    if (result < 0 || length < 1) {
         failWithSslErrors(function, "Failed to read name from BIO. with error %s", "Failed to read name from BIO.",
                           CmnException::noCode);
     }

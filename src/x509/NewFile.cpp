@@ -1,7 +1,7 @@
 #include "x509/NewFile.h"
 
 #include <cerrno>
-#include <cstdio>
+#include <utility>
 
 #include "x509/PathExists.h"
 
@@ -16,23 +16,20 @@ NewFile::NewFile(const char* function, const std::string& path, int32_t existsCo
     if (!m_bio) {
         fail(function, "Failed to allocate BIO", codeAllocationFailed);
     }
-    std::FILE* const file = std::fopen(path.c_str(), "wbx"); // x: not a file that has appeared meanwhile
-    if (file == nullptr) {
+    m_file = std::fopen(path.c_str(), "wbx"); // x: not a file that has appeared meanwhile
+    if (m_file == nullptr) {
         if (errno == EEXIST) {
             failExisting(existsCode);
         }
         clogmsg(logFailure, function, "Failed to open cert file %s", path.c_str());
         throw CmnException("Failed to open cert file", codeOpenFailed);
     }
-    m_created = true;
-    BIO_set_fp(m_bio.get(), file, BIO_NOCLOSE);
+    BIO_set_fp(m_bio.get(), m_file, BIO_NOCLOSE);
 }
 
 NewFile::~NewFile() {
-    if (m_created) {
-        std::FILE* file = nullptr;
-        BIO_get_fp(m_bio.get(), &file);
-        std::fclose(file);           // NOLINT(cert-err33-c): the file goes anyway
+    if (m_file != nullptr) {
+        std::fclose(m_file);         // NOLINT(cert-err33-c): the file goes anyway
         std::remove(m_path.c_str()); // NOLINT(cert-err33-c): nothing more can be done
     }
 }
@@ -44,13 +41,10 @@ void NewFile::write(const X509* certificate) {
 }
 
 void NewFile::finish() {
-    std::FILE* file = nullptr;
-    BIO_get_fp(m_bio.get(), &file);
-    if (std::fflush(file) != 0) { // what the disk could not take shows only now
+    if (std::fflush(m_file) != 0) { // what the disk could not take shows only now
         failWriting();
     }
-    m_created = false;
-    if (std::fclose(file) != 0) {
+    if (std::fclose(std::exchange(m_file, nullptr)) != 0) {
         std::remove(m_path.c_str()); // NOLINT(cert-err33-c): nothing more can be done
         failWriting();
     }

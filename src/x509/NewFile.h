@@ -1,6 +1,7 @@
 #ifndef CMNCRYPTO_X509_NEWFILE_H
 #define CMNCRYPTO_X509_NEWFILE_H
 
+#include <cstdio>
 #include <string>
 
 #include "frame/Failure.h"
@@ -36,7 +37,7 @@ private:
     const char* m_function;
     const std::string& m_path;
     OpenSslPtr<BIO> m_bio;
-    bool m_created = false;
+    std::FILE* m_file = nullptr; ///< while it is not finished; raw, as its closing may fail
 };
 
 } // namespace CmnCrypto

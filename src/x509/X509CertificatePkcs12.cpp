@@ -6,6 +6,7 @@
 #include "frame/FipsMode.h"
 #include "ossl/ErrorQueue.h"
 #include "ossl/LegacyContext.h"
+#include "x509/OldBundle.h"
 
 namespace CmnCrypto {
 
@@ -14,39 +15,18 @@ namespace {
 constexpr const char* packTag = "X509Certificate::convertToPKCS12";
 constexpr const char* unpackTag = "X509Certificate::extractCertFromPKCS12";
 
-struct Bundle {
-    OpenSslPtr<X509> certificate;
-    OpenSslPtr<EVP_PKEY> key;
-};
-
 /** Takes a bundle apart. @return false with the reason in the error queue */
-bool parse(PKCS12* pkcs12, const char* password, Bundle& bundle) {
+bool parse(PKCS12* pkcs12, const char* password, BundleParts& parts) {
     EVP_PKEY* key = nullptr;
     X509* certificate = nullptr;
     const int result = PKCS12_parse(pkcs12, password, &key, &certificate, nullptr);
-    bundle.key.reset(key);
-    bundle.certificate.reset(certificate);
+    parts.key.reset(key);
+    parts.certificate.reset(certificate);
     return result == 1;
 }
 
-/** Moves what was read in another library context into the default one. @return false when that fails */
-bool carryOver(const Bundle& from, Bundle& to) {
-    if (from.key) {
-        const OpenSslPtr<PKCS8_PRIV_KEY_INFO> info(EVP_PKEY2PKCS8(from.key.get()));
-        to.key.reset(info ? EVP_PKCS82PKEY(info.get()) : nullptr);
-    }
-    if (from.certificate) {
-        unsigned char* der = nullptr;
-        const int length = i2d_X509(from.certificate.get(), &der);
-        const unsigned char* position = der;
-        to.certificate.reset(length > 0 ? d2i_X509(nullptr, &position, length) : nullptr);
-        OPENSSL_free(der);
-    }
-    return (to.key != nullptr) == (from.key != nullptr) && (to.certificate != nullptr) == (from.certificate != nullptr);
-}
-
-/** Takes a bundle apart whose encryption only the legacy provider knows. */
-bool parseOldFormat(const unsigned char* data, int length, const char* password, Bundle& bundle) {
+/** Takes a bundle apart whose encryption the process's own providers do not know. */
+bool parseOldFormat(const unsigned char* data, int length, const char* password, BundleParts& parts) {
     const std::string algorithm = ossl::missingAlgorithm();
     const ossl::LegacyContext context;
     if (!context.isUsable()) {
@@ -54,16 +34,7 @@ bool parseOldFormat(const unsigned char* data, int length, const char* password,
         return false;
     }
     ossl::clearErrors();
-    Bundle read; // ends before the context that its objects belong to
-    PKCS12* raw = PKCS12_init_ex(NID_pkcs7_data, context.get(), nullptr);
-    if (raw == nullptr) {
-        return false;
-    }
-    if (d2i_PKCS12(&raw, &data, length) == nullptr) { // which has released it
-        return false;
-    }
-    const OpenSslPtr<PKCS12> pkcs12(raw);
-    return parse(pkcs12.get(), password, read) && carryOver(read, bundle);
+    return openOldBundle(data, length, password, context, parts);
 }
 
 } // namespace
@@ -86,8 +57,11 @@ void X509Certificate::convertToPKCS12(X509* certificate, EVP_PKEY* key, char* pa
     if (i2d_PKCS12_bio(bio.get(), pkcs12.get()) != 1) {
         fail(packTag, "Failed to serialize certificate and private key to buffer.", codeWriteFailed);
     }
-    const int count = BIO_read(bio.get(), out, *length);
-    *length = count > 0 ? count : 0; // a larger bundle is cut silently: callers size the buffer
+    const int count = *length == 0 ? 0 : BIO_read(bio.get(), out, *length);
+    if (count < 0 || (count == 0 && *length > 0)) {
+        fail(packTag, "Failed to serialize certificate and private key to buffer.", codeWriteFailed);
+    }
+    *length = count; // a larger bundle is cut silently: callers size the buffer
 }
 
 void X509Certificate::extractCertFromPKCS12(const unsigned char* data, int length, const char* password,
@@ -110,7 +84,7 @@ void X509Certificate::extractCertFromPKCS12(const unsigned char* data, int lengt
     if (!pkcs12) {
         fail(unpackTag, "Failed to de serialize certificate and private key from buffer.", codeReadFailed);
     }
-    Bundle bundle;
+    BundleParts bundle;
     bool parsed = parse(pkcs12.get(), password, bundle);
     if (!parsed && ossl::isAlgorithmMissing() && fips::FIPS_mode() == 0) {
         parsed = parseOldFormat(data, length, password, bundle);

@@ -155,7 +155,11 @@ std::string X509PrivateKey::getSign(const std::string& data, _HASH_ALGO algorith
         fail(signTag, "Failed to sign content final failed.", "Failed to sign content final failed",
              CmnException::noCode);
     }
-    return CmnApi::B64Encode(signature.data(), static_cast<int>(length));
+    try {
+        return CmnApi::B64Encode(signature.data(), static_cast<int>(length));
+    } catch (const std::string& text) { // logged; callers of this operation catch nothing but CmnException
+        throw CmnException(text);
+    }
 }
 
 int X509PrivateKey::saveToFile(std::FILE* file, const std::string& passphrase) const {

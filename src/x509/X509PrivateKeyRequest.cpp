@@ -89,7 +89,9 @@ std::string X509PrivateKey::getCSR(const std::string& commonName, const std::str
     }
     constexpr const char* algorithm = "SHA512"; // whatever other settings say
     clogmsg(logTrace, function, "Generating CSR with hash algo [%s]", algorithm);
-    if (!hasKey || X509_REQ_sign(request.get(), m_key, ossl::digest(ossl::Digest::sha512)) == 0) {
+    const EVP_MD* const digest = ossl::digest(ossl::Digest::sha512);
+    // Without a digest OpenSSL would take one of its own choice.
+    if (!hasKey || digest == nullptr || X509_REQ_sign(request.get(), m_key, digest) == 0) {
         failRequest("Error in signing request");
     }
     std::string text = pemOf(request.get());
