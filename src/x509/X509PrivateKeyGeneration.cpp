@@ -166,10 +166,12 @@ int X509PrivateKey::generateSelfSignCertificate(unsigned short days, _HASH_ALGO 
                                                 EVP_PKEY** key, X509** certificate) {
     CmnApi::initOpenssl();
     const ossl::ErrorScope errors;
-    if (key == nullptr || certificate == nullptr) {
+    if (key == nullptr) {
         fail(certificateTag, "Failed to generate certificate.", codeInvalidArgument);
     }
-    if (const int result = makeCertificate(days, algorithm, subject, *key, *certificate); result != 0) {
+    const int result =
+        certificate == nullptr ? codeInvalidArgument : makeCertificate(days, algorithm, subject, *key, *certificate);
+    if (result != 0) {
         X509Certificate::releaseCertificate(certificate);
         releasePrivateKey(key); // the caller's own key goes, too: callers rely on having nothing left to release
         *key = nullptr;
