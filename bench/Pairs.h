@@ -38,6 +38,11 @@ inline void require(bool worked, const char* what) {
     BENCHMARK(raw)->Name(job "/raw")->Arg(size)->Iterations(iterationsFor(size));                                      \
     BENCHMARK(ours)->Name(job "/ours")->Arg(size)->Iterations(iterationsFor(size));
 
+/** Registers a job that is not about bytes, with the number of its runs that make one measurement. */
+#define COUNTED_PAIR(job, raw, ours, count)                                                                            \
+    BENCHMARK(raw)->Name(job "/raw")->Iterations(count);                                                               \
+    BENCHMARK(ours)->Name(job "/ours")->Iterations(count);
+
 /** As many as move 128 MiB, within reason. */
 constexpr benchmark::IterationCount iterationsFor(int64_t size) {
     return std::max(int64_t{1}, std::min(int64_t{100000}, (int64_t{128} << 20) / size));
