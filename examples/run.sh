@@ -13,6 +13,8 @@ trap 'rm -rf "$work"' EXIT
 prefix=$work/prefix
 text="Grüße aus dem Beispiel: 100 %s"
 aad="example 7"
+host=host.example.org
+pass="pass:only an example" # as in the examples
 
 # From here on an installation in the system's folders, or a build folder, cannot be mistaken for this one.
 unset LD_LIBRARY_PATH CMAKE_PREFIX_PATH cmncryptocore_DIR
@@ -79,6 +81,56 @@ cpp() {
         "$verify" --key-file "$work/key" --aad "$aad" --plain "$work/text" "$work/stream"
 }
 
+fingerprint() { # CERTIFICATE: as openssl shows it
+    openssl x509 -in "$1" -noout -fingerprint -sha256 | cut -d= -f2
+}
+
+c_certificate() {
+    local output folder=$work/c-certificate
+    mkdir "$folder" && loads_installed_library "$work/c/certificate" &&
+        output=$("$work/c/certificate" "$folder" "$host") && echo "$output" && cd "$folder" &&
+        openssl pkcs12 -in bundle.p12 -passin "$pass" -nodes -out unpacked.pem &&
+        grep -qx "SHA256 $(fingerprint certificate.pem)" <<<"$output" &&
+        [[ $(fingerprint unpacked.pem) == "$(fingerprint certificate.pem)" ]] &&
+        openssl verify -CAfile certificate.pem -x509_strict -verify_hostname "$host" certificate.pem &&
+        [[ $(openssl pkey -in unpacked.pem -pubout) == "$(openssl x509 -in certificate.pem -noout -pubkey)" ]]
+}
+
+# A chain of two and the encrypted key of its first.
+make_chain() {
+    openssl req -x509 -newkey rsa:2048 -nodes -keyout root.key -out root.pem -subj "/O=Example/CN=Root" &&
+        openssl req -newkey rsa:2048 -passout "$pass" -keyout leaf.key -out leaf.csr -subj "/O=Example/CN=$host" \
+            -addext "subjectAltName=DNS:$host,IP:10.0.0.1" &&
+        openssl x509 -req -in leaf.csr -CA root.pem -CAkey root.key -copy_extensions copy -days 9 -out leaf.pem &&
+        cat leaf.pem root.pem >chain.pem
+}
+
+cpp_certificates() {
+    local output
+    loads_installed_library "$work/cpp/certificates" && mkdir "$work/chain" && cd "$work/chain" && make_chain &&
+        output=$("$work/cpp/certificates" chain.pem leaf.key "$host") && echo "$output" &&
+        diff <(sed -n 's/^SHA256 *//p' <<<"$output") <(fingerprint leaf.pem && fingerprint root.pem) &&
+        { ! grep '^problem' <<<"$output"; } &&
+        openssl pkey -in leaf.key -passin "$pass" -pubout -out leaf.pub &&
+        openssl req -verify -noout -text <<<"$output" >request.txt 2>&1 && grep "verify OK" request.txt &&
+        grep "DNS:$host, IP Address:10.0.0.1" request.txt &&
+        openssl base64 -d -A -in <(sed -n 's/^signature *//p' <<<"$output") -out signature &&
+        openssl dgst -sha256 -verify leaf.pub -signature signature <(printf %s "$host")
+}
+
+# What the guide shows has been compiled and run: each of its code blocks stands in an example, indentation apart.
+guide() {
+    python3 - "$examples/../docs/certificates.md" "$examples/c/certificate.c" "$examples/cpp/certificates.cpp" <<'END'
+import re, sys
+plain = lambda text: "\n".join(line.strip() for line in text.splitlines() if line.strip())
+guide, *sources = (open(name, encoding="utf-8").read() for name in sys.argv[1:])
+blocks = re.findall(r"^```(?:c|cpp)\n(.*?)^```", guide, re.M | re.S)
+missing = [block for block in blocks if not any(plain(block) in plain(source) for source in sources)]
+print(len(blocks), "blocks; in no example:", *missing, sep="\n")
+sys.exit(not blocks or bool(missing))
+END
+}
+
 python() {
     local output library
     library=$(find "$prefix" -name libcmncryptocore.so.1)
@@ -89,8 +141,11 @@ python() {
 report install install_it
 if [[ $fails -eq 0 ]]; then
     report c c
+    report c-certificate c_certificate
     report pkg-config pkg_config
     report cpp cpp
+    report cpp-certificates cpp_certificates
     report python python
+    report guide guide
 fi
 [[ $fails -eq 0 ]]
