@@ -1,6 +1,9 @@
 #ifndef CMNCRYPTO_FAULTS_FAULTS_H
 #define CMNCRYPTO_FAULTS_FAULTS_H
 
+#include <ctime>
+#include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -13,6 +16,12 @@ namespace faults {
  */
 void plan(const std::string& function, const std::string& calls);
 void clear();
+
+/** Lets the library see this second as the present one until clear(). */
+void stopClock(std::time_t at);
+
+/** @return how often the operation calls each wrapped function; "new" is any allocation in C++ */
+std::map<std::string, size_t> calls(const std::function<void()>& operation);
 
 /** @return the lengths that a data function was called with since the last clear() */
 std::vector<size_t> lengths(const std::string& function);

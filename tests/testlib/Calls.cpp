@@ -11,6 +11,8 @@ std::string thrown(const std::function<void()>& operation) {
         operation();
     } catch (const CmnCrypto::CmnException& exception) {
         return std::to_string(exception.getErrorCode()) + " " + exception.what();
+    } catch (const std::string& text) {
+        return "text " + text;
     }
     return "";
 }

@@ -10,7 +10,8 @@
 
 namespace testlib {
 
-/** What a CmnException says that an operation throws, "<code> <message>", or "" when it throws none. */
+/** What a CmnException says that an operation throws, "<code> <message>", "text <string>" for a thrown string, or ""
+ *  when it throws none. */
 std::string thrown(const std::function<void()>& operation);
 
 /** Runs a test's body in a process of its own: for what can be set once per process only. */

@@ -5,8 +5,11 @@
 #include <mutex>
 #include <utility>
 
+#include <openssl/err.h>
+
 #include "cmncrypto/cmncrypto.h"
 #include "testlib/Bytes.h"
+#include "testlib/Calls.h"
 
 namespace testlib {
 
@@ -54,9 +57,9 @@ std::vector<std::string> takeLog() {
 
 testing::AssertionResult logged(const std::string& prefix, const std::vector<std::string>& patterns) {
     std::vector<std::string> lines = takeLog();
-    lines.erase(
-        std::remove_if(lines.begin(), lines.end(), [&](const auto& line) { return line.rfind(prefix, 0) != 0; }),
-        lines.end());
+    lines.erase(std::remove_if(lines.begin(), lines.end(),
+                               [&](const auto& line) { return !matches(line.c_str(), (prefix + "*").c_str()); }),
+                lines.end());
     const auto isLike = [](const std::string& line, const std::string& pattern) {
         return matches(line.c_str(), pattern.c_str()) && line.find(hostErrorMark) == std::string::npos;
     };
@@ -73,6 +76,32 @@ testing::AssertionResult logged(const std::vector<std::string>& patterns) {
 
 testing::AssertionResult failuresLogged(const std::vector<std::string>& patterns) {
     return logged("16 ", patterns);
+}
+
+testing::AssertionResult fails(const std::function<void()>& operation, const std::string& exception,
+                               const std::vector<std::string>& failures) {
+    takeLog();
+    queueHostError();
+    const std::string result = thrown(operation);
+    const unsigned long error = ERR_peek_last_error();
+    ERR_clear_error();
+    if (result != exception || (error != 0 && ERR_GET_LIB(error) != ERR_LIB_USER)) {
+        return testing::AssertionFailure() << "threw " << result << ", left OpenSSL's error " << error;
+    }
+    return failuresLogged(failures);
+}
+
+void fails(const std::string& function, const std::vector<Failing>& rows) {
+    for (const auto& [operation, exception, texts] : rows) {
+        std::vector<std::string> lines = texts;
+        if (lines.empty() && !exception.empty()) {
+            lines.push_back(exception.substr(exception.find(' ') + 1));
+        }
+        for (std::string& line : lines) {
+            line.insert(0, "16 - " + function + ": ");
+        }
+        EXPECT_TRUE(fails(operation, exception, lines)) << function;
+    }
 }
 
 } // namespace testlib

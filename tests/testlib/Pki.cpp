@@ -1,0 +1,247 @@
+#include "testlib/Pki.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <stdexcept>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "testlib/Bytes.h"
+
+namespace testlib {
+
+namespace {
+
+template <class T> T require(T result) {
+    if (!result) {
+        throw std::runtime_error("the test could not make what it needs");
+    }
+    return result;
+}
+
+std::map<std::string, EVP_PKEY*>& keys() {
+    static auto& kept = *new std::map<std::string, EVP_PKEY*>; // outlives OpenSSL's own clean-up
+    return kept;
+}
+
+std::string crlBy(EVP_PKEY* key) {
+    const Owned<X509_CRL> crl(X509_CRL_new());
+    const Owned<ASN1_STRING> update(ASN1_TIME_set(nullptr, 0));
+    X509_CRL_set1_lastUpdate(crl.get(), update.get());
+    X509_CRL_sign(crl.get(), key, EVP_sha256());
+    return written([&](BIO* out) { return PEM_write_bio_X509_CRL(out, crl.get()); });
+}
+
+std::string block(const std::string& form, std::string how, const std::string& kind) {
+    const Owned<EVP_CIPHER> cipher(how.empty() ? nullptr : EVP_CIPHER_fetch(legacyContext(), how.c_str(), nullptr));
+    std::replace(how.begin(), how.end(), '_', ' ');
+    return form == "nul"      ? std::string("\0\n", 2)
+           : form == "text"   ? "text\n"
+           : form == "bad"    ? "-----BEGIN " + how + "-----\nAAAA\n-----END " + how + "-----\n"
+           : form == "locked" ? lockedPem(how, makeCertificate(kind).get())
+           : form == "cert"   ? pem(makeCertificate(kind).get())
+           : form == "crl"    ? crlBy(keyOf(kind))
+           : form == "public" ? publicPem(keyOf(kind))
+           : form == "pbe"    ? oldPem(keyOf(kind), OBJ_txt2nid(how.c_str()))
+           : form == "trusted"
+               ? written([&](BIO* out) { return PEM_write_bio_X509_AUX(out, makeCertificate(kind).get()); })
+               : pem(keyOf(kind), cipher.get(), form == "old");
+}
+
+} // namespace
+
+std::string written(const std::function<int(BIO*)>& write) {
+    const Owned<BIO> out(BIO_new(BIO_s_mem()));
+    require(write(out.get()) == 1);
+    const char* text = nullptr;
+    const long length = BIO_get_mem_data(out.get(), &text);
+    return std::string(text, text + length);
+}
+
+std::string pem(X509* certificate) {
+    return written([&](BIO* out) { return PEM_write_bio_X509(out, certificate); });
+}
+
+std::string pem(EVP_PKEY* key, const EVP_CIPHER* cipher, bool traditional) {
+    const auto write = traditional ? PEM_write_bio_PrivateKey_traditional : PEM_write_bio_PrivateKey;
+    return written([&](BIO* out) { return write(out, key, cipher, bytes("secret"), 6, nullptr, nullptr); });
+}
+
+std::string publicPem(EVP_PKEY* key) {
+    return written([&](BIO* out) { return PEM_write_bio_PUBKEY(out, key); });
+}
+
+std::string oldPem(EVP_PKEY* key, int algorithm) {
+    const Owned<PKCS8_PRIV_KEY_INFO> plain(EVP_PKEY2PKCS8(key));
+    const Owned<X509_SIG> encrypted(
+        PKCS8_encrypt_ex(algorithm, nullptr, "secret", 6, nullptr, 0, 0, plain.get(), legacyContext(), nullptr));
+    return written([&](BIO* out) { return PEM_write_bio_PKCS8(out, require(encrypted.get())); });
+}
+
+std::string lockedPem(const std::string& type, X509* certificate) {
+    const auto encode = reinterpret_cast<i2d_of_void*>(i2d_X509);
+    const std::string phrase = "secret";
+    return written([&](BIO* out) {
+        return PEM_ASN1_write_bio(encode, type.c_str(), out, certificate, EVP_aes_128_cbc(), bytes(phrase), 6, nullptr,
+                                  nullptr);
+    });
+}
+
+std::string pemOf(const std::string& blocks) {
+    std::string text;
+    std::istringstream stream(blocks);
+    for (std::string part; std::getline(stream, part, '+');) {
+        const size_t colon = part.find(':');
+        const size_t slash = std::min(part.find('/'), colon);
+        const std::string how = part.substr(slash, colon - slash);
+        text += part == "crlf:" ? ""
+                                : block(part.substr(0, slash), how.substr(how.empty() ? 0 : 1), part.substr(colon + 1));
+    }
+    for (size_t at = 0; blocks.rfind("crlf:", 0) == 0 && (at = text.find('\n', at)) != std::string::npos; at += 2) {
+        text.insert(at, "\r");
+    }
+    return text;
+}
+
+std::string unescaped(const std::string& text) {
+    std::string bytes;
+    for (size_t at = 0; at < text.size(); at += text[at] == '%' ? 3 : 1) {
+        bytes += text[at] == '%' ? fromHex(text.substr(at + 1, 2)) : text.substr(at, 1);
+    }
+    return bytes;
+}
+
+std::string tlv(int tag, const std::string& content) {
+    std::string length(1, static_cast<char>(content.size()));
+    if (content.size() > 127) {
+        length = {'\x83', static_cast<char>(content.size() >> 16), static_cast<char>(content.size() >> 8), length[0]};
+    }
+    return static_cast<char>(tag) + length + content;
+}
+
+Owned<X509_NAME> makeName(const std::vector<Entry>& entries) {
+    Owned<X509_NAME> name(X509_NAME_new());
+    for (const auto& [field, value, type, set] : entries) {
+        const int length = static_cast<int>(value.size());
+        require(X509_NAME_add_entry_by_txt(name.get(), field.c_str(), type, bytes(value), length, -1, set) == 1);
+    }
+    return name;
+}
+
+Owned<X509_NAME> nameFrom(const std::string& text) {
+    std::vector<Entry> entries;
+    std::istringstream stream(text);
+    for (std::string entry; std::getline(stream, entry, ',');) {
+        const size_t begin = entry[0] == '+' ? 1 : 0;
+        const size_t equals = entry.find('=');
+        const size_t colon = std::min(entry.find(':'), equals);
+        entries.push_back({entry.substr(begin, colon - begin), unescaped(entry.substr(equals + 1)),
+                           colon < equals ? std::stoi(entry.substr(colon + 1)) : MBSTRING_UTF8, begin == 1 ? -1 : 0});
+    }
+    return makeName(entries);
+}
+
+std::string der(X509_NAME* name) {
+    return written([&](BIO* out) { return ASN1_i2d_bio_of(X509_NAME, i2d_X509_NAME, out, name); });
+}
+
+std::string rfc2253(X509_NAME* name) {
+    return written([&](BIO* out) { return X509_NAME_print_ex(out, name, 0, XN_FLAG_RFC2253) > 0; });
+}
+
+EVP_PKEY* keyOf(const std::string& kind) {
+    EVP_PKEY*& key = keys()[kind];
+    if (key == nullptr) {
+        key = kind[0] == 'R'   ? EVP_RSA_gen(std::stoul(kind.substr(4)))
+              : kind[0] == 'P' ? EVP_EC_gen(kind.c_str())
+                               : EVP_PKEY_Q_keygen(nullptr, nullptr, kind.c_str());
+    }
+    return require(key);
+}
+
+std::string kindOf(const EVP_PKEY* key) {
+    const auto found = std::find_if(keys().begin(), keys().end(), [&](const auto& kept) {
+        return key != nullptr && EVP_PKEY_eq(kept.second, key) == 1;
+    });
+    return found == keys().end() ? "" : found->first;
+}
+
+Owned<X509> makeCertificate(const std::string& key, const std::function<void(X509*)>& change, const EVP_MD* digest,
+                            const std::string& signer) {
+    Owned<X509> certificate(X509_new());
+    const Owned<X509_NAME> name = nameFrom("CN=host");
+    X509_set_version(certificate.get(), X509_VERSION_3);
+    ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 1);
+    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
+    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 86400);
+    X509_set_subject_name(certificate.get(), name.get());
+    X509_set_issuer_name(certificate.get(), name.get());
+    X509_set_pubkey(certificate.get(), keyOf(key));
+    if (change) {
+        change(certificate.get());
+    }
+    require(X509_sign(certificate.get(), keyOf(signer.empty() ? key : signer), digest));
+    return certificate;
+}
+
+Owned<X509> makeCertificate(const std::vector<std::pair<int, std::string>>& extensions) {
+    return makeCertificate("P-256", [&](X509* certificate) {
+        for (const auto& [nid, content] : extensions) {
+            const Owned<ASN1_STRING> value(ASN1_OCTET_STRING_new());
+            ASN1_STRING_set(value.get(), content.data(), static_cast<int>(content.size()));
+            X509_EXTENSION* extension = X509_EXTENSION_create_by_NID(nullptr, nid, 0, value.get());
+            require(X509_add_ext(certificate, extension, -1) == 1);
+            X509_EXTENSION_free(extension);
+        }
+    });
+}
+
+OSSL_LIB_CTX* legacyContext() {
+    static OSSL_LIB_CTX* const context = [] {
+        OSSL_LIB_CTX* made = require(OSSL_LIB_CTX_new());
+        require(OSSL_PROVIDER_load(made, "default"));
+        return OSSL_PROVIDER_load(made, "legacy") == nullptr ? nullptr : made;
+    }();
+    return context;
+}
+
+Folder::Folder() : m_path(testing::TempDir() + "cmncrypto-XXXXXX") {
+    require(mkdtemp(m_path.data()));
+}
+
+Folder::~Folder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+}
+
+std::string Folder::write(const std::string& name, const std::string& content) const {
+    std::ofstream(path(name), std::ios::binary) << content;
+    return path(name);
+}
+
+std::string contentOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+PassPhraseOnInput::PassPhraseOnInput() {
+    int ends[2];
+    require(pipe(ends) == 0 && ::write(ends[1], "secret\n", 7) == 7 && dup2(ends[0], 0) == 0);
+    close(ends[0]);
+    close(ends[1]);
+    setsid();
+}
+
+bool PassPhraseOnInput::asked() const {
+    int left = 0;
+    require(ioctl(0, FIONREAD, &left) == 0);
+    return left != 7;
+}
+
+} // namespace testlib
