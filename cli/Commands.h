@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -16,7 +17,7 @@ namespace CmnCrypto::Cli {
 
 /** A subcommand on the command line and its work. */
 struct Command {
-    CLI::App* parser;
+    CLI::App* parser;              ///< of a subcommand in a group: its own, not the group's
     std::function<ExitCode()> run; ///< @throws Failure and the library's exceptions
 };
 
@@ -26,6 +27,33 @@ Command addPasswordCommand(CLI::App& app);
 Command addEncryptCommand(CLI::App& app);
 Command addDecryptCommand(CLI::App& app);
 Command addFipsCommand(CLI::App& app);
+Command addSignCommand(CLI::App& app);
+Command addVerifySignatureCommand(CLI::App& app);
+
+/** @name Groups: one command for each of their own subcommands
+ * @{ */
+std::vector<Command> addCertCommands(CLI::App& app);
+std::vector<Command> addChainCommands(CLI::App& app);
+std::vector<Command> addKeyCommands(CLI::App& app);
+std::vector<Command> addCsrCommands(CLI::App& app);
+std::vector<Command> addPkcs12Commands(CLI::App& app);
+/** @} */
+
+/** @name What the groups "cert" and "chain" consist of
+ * @{ */
+Command addCertShowCommand(CLI::App& group);
+Command addCertFingerprintCommand(CLI::App& group);
+Command addCertUrlsCommand(CLI::App& group);
+Command addCertCheckCommand(CLI::App& group);
+Command addCertSaveCommand(CLI::App& group);
+Command addSelfSignedCommand(CLI::App& group);
+Command addChainShowCommand(CLI::App& group);
+Command addChainSplitCommand(CLI::App& group);
+Command addChainSaveCommand(CLI::App& group);
+/** @} */
+
+/** Adds the option FILE for any number of names. */
+void addFileNames(CLI::App& parser, const std::string& description, std::vector<std::string>& names);
 
 /** @return a number of plain decimal digits within the bounds @throws Failure (usage) naming the option */
 uint64_t parseCount(const std::string& option, const std::string& text, uint64_t minimum, uint64_t maximum);

@@ -155,12 +155,7 @@ Command addHashCommand(CLI::App& app) {
         parser->add_option("-e,--expect", options->expected, "Compare with this digest; exit code 1 when it differs");
     parser->add_flag("--json", options->json, "Print the result as one JSON document");
     parser->add_flag("-q,--quiet", options->quiet, "No progress bar");
-    // An option that "allows extra arguments" would split a name in square brackets as a list; one that wants very many
-    // and is content with fewer takes names as they are.
-    parser->add_option("FILE", options->files, "Files to hash; - or none: standard input")
-        ->expected(CLI::detail::expected_max_vector_size, CLI::detail::expected_max_vector_size)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->allow_extra_args(false);
+    addFileNames(*parser, "Files to hash; - or none: standard input", options->files);
     return {parser, [options] { return runHash(*options); }};
 }
 

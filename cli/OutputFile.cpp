@@ -140,7 +140,17 @@ void OutputFile::discard() noexcept {
 }
 
 void OutputFile::refuseSameAs(const InputFile& input) const {
-    const struct stat& status = input.status();
+    refuseSameAs(input.status());
+}
+
+void OutputFile::refuseSameAs(const std::string& input) const {
+    struct stat status = {};
+    if (input != "-" && ::stat(input.c_str(), &status) == 0) {
+        refuseSameAs(status);
+    }
+}
+
+void OutputFile::refuseSameAs(const struct stat& status) const {
     if (S_ISREG(status.st_mode) && status.st_dev == m_existing.st_dev && status.st_ino == m_existing.st_ino) {
         throw Failure(ExitCode::usage, m_name + ": is the input as well; name another output");
     }

@@ -39,6 +39,8 @@ public:
 
     /** @throws Failure (usage) when the output would destroy, or feed, this input */
     void refuseSameAs(const InputFile& input) const;
+    /** As above, for an input that is not open; "-" is none. */
+    void refuseSameAs(const std::string& input) const;
     /** @throws Failure (output cannot be written) */
     void write(const unsigned char* data, size_t size);
     /** Makes the output appear. @throws Failure (output cannot be written, output exists) */
@@ -47,6 +49,7 @@ public:
     bool isTerminal() const noexcept;
 
 private:
+    void refuseSameAs(const struct stat& status) const;
     void openTarget(bool force);
     void createTemporary(const std::string& folder);
     void copyHeldBack();

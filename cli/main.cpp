@@ -20,7 +20,7 @@ namespace {
 
 constexpr char exitCodes[] = R"(Exit codes:
   0    success
-  1    negative answer: the digest differs, FIPS mode stays off
+  1    negative answer: a digest differs, a certificate fails its check, ...
   2    the command line makes no sense
   3    an input cannot be read
   4    the output cannot be written
@@ -47,8 +47,24 @@ bool wantsJson(const std::vector<std::string>& arguments) {
     return std::find(arguments.begin(), end, "--json") != end;
 }
 
+std::vector<Command> addCommands(CLI::App& app) {
+    std::vector<Command> commands;
+    for (const auto& add : {addHashCommand, addRandomCommand, addPasswordCommand, addEncryptCommand, addDecryptCommand,
+                            addSignCommand, addVerifySignatureCommand}) {
+        commands.push_back(add(app));
+    }
+    for (const auto& addGroup :
+         {addCertCommands, addChainCommands, addKeyCommands, addCsrCommands, addPkcs12Commands}) {
+        const std::vector<Command> group = addGroup(app);
+        commands.insert(commands.end(), group.begin(), group.end());
+    }
+    commands.push_back(addFipsCommand(app));
+    return commands;
+}
+
 ExitCode parseAndRun(int argc, const char* const* argv) {
-    CLI::App app("Digests, random numbers and encrypted streams through libcmncryptocore", "cmncrypto");
+    CLI::App app("Digests, random numbers, encrypted streams, certificates and keys through libcmncryptocore",
+                 "cmncrypto");
     std::string logLevel = "none";
     app.set_version_flag("--version",
                          std::string("cmncrypto " CMNCRYPTO_VERSION ", ") + OpenSSL_version(OPENSSL_VERSION));
@@ -58,8 +74,7 @@ ExitCode parseAndRun(int argc, const char* const* argv) {
     app.require_subcommand(1);
     app.fallthrough(); // global options may follow the subcommand
     app.footer(exitCodes);
-    const std::vector<Command> commands = {addHashCommand(app),    addRandomCommand(app),  addPasswordCommand(app),
-                                           addEncryptCommand(app), addDecryptCommand(app), addFipsCommand(app)};
+    const std::vector<Command> commands = addCommands(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& answer) {
@@ -111,6 +126,15 @@ ExitCode execute(int argc, const char* const* argv) {
 }
 
 } // namespace
+
+void addFileNames(CLI::App& parser, const std::string& description, std::vector<std::string>& names) {
+    // An option that "allows extra arguments" would split a name in square brackets as a list; one that wants very many
+    // and is content with fewer takes names as they are.
+    parser.add_option("FILE", names, description)
+        ->expected(CLI::detail::expected_max_vector_size, CLI::detail::expected_max_vector_size)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->allow_extra_args(false);
+}
 
 uint64_t parseCount(const std::string& option, const std::string& text, uint64_t minimum, uint64_t maximum) {
     uint64_t value = 0;

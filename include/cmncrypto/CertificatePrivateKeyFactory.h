@@ -18,7 +18,8 @@ namespace CmnCrypto {
 /**
  * Static members only. Each returns 0; 12 when the file cannot be opened; 13 when it cannot be read or does not hold
  * what is wanted, or the pass phrase is wrong; 36 when memory is short; 20 for a null output. Outputs are null after a
- * failure, which goes to the logger as one message; the logger may be null. In the messages a percent sign of a path
+ * failure, which goes to the logger, after a message of its own where OpenSSL's
+ * legacy provider is missing; the logger may be null. In the messages a percent sign of a path
  * is doubled, so that CmnApi::cert_util_logger can serve as a logger.
  *
  * A file is read once from its beginning to its end, at most 64 MiB, so that a pipe serves too. Nothing asks for a

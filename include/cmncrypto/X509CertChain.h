@@ -36,7 +36,8 @@ public:
      * @param type INIT_TYPE_BLOB for the text itself, anything else for a file
      * @param leafOnly keep the first certificate only; for texts, not for files
      * @throws CmnException for a text: 5900 when it is empty, -1 when it holds no certificate, 13 when a block of it
-     *         is malformed (36 with @p leafOnly), 14 when it is too large, 36 when memory is short; for a file: 20 with
+     *         is malformed, 14 when it has 2 GiB or more, 36 when memory is short, and with @p leafOnly 36 for all of
+     *         these but an empty text; for a file: 20 with
      *         @p leafOnly, 12 when it cannot be opened, 13 when it cannot be read, holds no certificate or a
      *         malformed one, 36 when memory is short
      */

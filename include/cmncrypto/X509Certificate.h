@@ -84,7 +84,8 @@ public:
 
     std::string getStartDate() const;  ///< getCertitifcateDate() of notBefore
     std::string getExpiryDate() const; ///< getCertitifcateDate() of notAfter
-    /** @return "Jan  2 03:04:05 2030 GMT" @throws CmnException -1 for another date, 20 for one that is malformed */
+    /** @return "Jan  2 03:04:05 2030 GMT", "Bad time value" for a malformed date @throws CmnException -1 for another
+     *          @p date, 20 for an empty object */
     std::string getCertitifcateDate(CertDate date) const;
 
     /**
@@ -149,11 +150,12 @@ public:
     /**
      * @param reasons bit i stands for bit i of the ReasonFlags of RFC 5280, 4.2.1.13 (1 keyCompromise to
      *                8 aACompromise)
-     * @return the HTTP and HTTPS URLs of the distribution points that cover all of @p reasons and whose lists the
-     *         certificate's own issuer signs, in order
+     * @return the HTTP and HTTPS URLs, without zero bytes, of the distribution points that cover all of @p reasons and
+     * whose lists the certificate's own issuer signs, in order
      */
     std::vector<std::string> getHttpURLsFromCertCDPs(const std::bitset<9>& reasons);
-    /** @return the URIs of a full name that begin with "http://" or "https://" in any case; none for null */
+    /** @return the URIs of a full name that begin with "http://" or "https://" in any case and hold no zero byte; none
+     *          for null */
     static std::vector<std::string> getHttpURLsFromDistPointName(const DIST_POINT_NAME* name);
     /** @return whether @p point covers all of @p reasons; one without reasons covers all, null covers none */
     static bool processReasons(const std::bitset<9>& reasons, DIST_POINT*& point);
@@ -164,7 +166,8 @@ public:
     int validateCDPsURLs();
 
     /**
-     * Packs a certificate and its private key into a PKCS#12 bundle, with OpenSSL's own choice of algorithms.
+     * Packs a certificate and its private key into a PKCS#12 bundle, with OpenSSL's own choice of algorithms. While
+     * FIPS mode is on, OpenSSL 3.0 can neither pack nor unpack: the key derivation of PKCS#12 is not a FIPS one.
      * @param password NUL-terminated; null for none
      * @param out holds @p *length bytes
      * @param length the size of @p out, then the number of bytes written: a bundle that is larger is cut silently

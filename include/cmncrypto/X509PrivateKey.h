@@ -27,7 +27,7 @@ public:
     /**
      * Reads the first private key of a PEM text: PKCS#1, PKCS#8 (RFC 5958) or SEC 1, plain or encrypted. While FIPS
      * mode is off, keys encrypted as older systems did are read too, where OpenSSL's legacy provider is installed.
-     * @param passphrase empty for none
+     * @param passphrase empty for none; OpenSSL looks at its first 1024 bytes
      * @throws CmnException 5999 when the key is encrypted and @p passphrase is empty, 8787 when FIPS mode refuses the
      *         key's encryption, -1 when there is no key, it is malformed or the pass phrase is wrong
      */
@@ -53,7 +53,8 @@ public:
     uint16_t getKeySize() const;
 
     /**
-     * Signs data: RSASSA-PKCS1-v1_5 (RFC 8017) with an RSA key, ECDSA with an EC key.
+     * Signs data: RSASSA-PKCS1-v1_5 (RFC 8017) with an RSA key, RSASSA-PSS with one that is restricted to it, ECDSA
+     * with an EC key. Keys that sign without a digest of their caller's choice (Ed25519) are of no use.
      * @param algorithm SHA256, SHA512 or SHA1
      * @return the signature in Base64 on one line
      * @throws CmnException -1 when the key or the algorithm is of no use, also for an empty object
@@ -74,7 +75,8 @@ public:
 
     /**
      * Writes the key as PKCS#8 in PEM to an open file, which stays the caller's.
-     * @param passphrase encrypts it with AES-256-CBC; empty: written as plain text
+     * @param passphrase encrypts it with AES-256-CBC (PBES2, RFC 8018), its first 1024 bytes; empty: written as plain
+     *                   text
      * @return 0, or 1 when that fails; never throws
      */
     int saveToFile(std::FILE* file, const std::string& passphrase) const;

@@ -56,6 +56,7 @@ public:
      * @param algorithm SHA256, SHA512 or SHA1; 0 tries those of CmnApi::getValidHashAlgoList() in order
      * @return whether the signature is genuine; a malformed one is not
      * @throws CmnException -1 for an algorithm without a name or when OpenSSL cannot start
+     * @throws std::bad_alloc when memory is short or @p signature has 2 GiB or more
      */
     bool verifySign(const std::string& data, const std::string& signature, _HASH_ALGO algorithm) const;
 

@@ -12,7 +12,7 @@
 
 /** Message digests (FIPS 180-4; MD5: RFC 1321). 32-bit values that hosts may store. */
 typedef enum _HASH_ALGO CMNCRYPTO_ENUM_BASE {
-    HASH_ALGO_NONE = 0,   /**< no algorithm; refused everywhere */
+    HASH_ALGO_NONE = 0,   /**< no algorithm; refused, except where an operation says what it stands for */
     HASH_ALGO_SHA256 = 1, /**< SHA-256, 32 bytes */
     HASH_ALGO_SHA512 = 2, /**< SHA-512, 64 bytes */
     HASH_ALGO_SHA1 = 3,   /**< SHA-1, 20 bytes */

@@ -28,6 +28,9 @@ public:
         for (int i = 0; i < sk_PKCS7_num(safes.get()); ++i) {
             PKCS7* const content = sk_PKCS7_value(safes.get(), i);
             const bool encrypted = PKCS7_type_is_encrypted(content);
+            if (!encrypted && !PKCS7_type_is_data(content)) {
+                continue; // protected for others in another way
+            }
             const SafePtr safe(encrypted ? PKCS12_unpack_p7encdata(content, m_password, -1)
                                          : PKCS12_unpack_p7data(content));
             if (!safe || !throughBags(safe.get())) {
@@ -83,8 +86,10 @@ private:
         }
         case NID_certBag:
             if (PKCS12_SAFEBAG_get_bag_nid(bag) == NID_x509Certificate) {
-                m_certificates.emplace_back(PKCS12_SAFEBAG_get1_cert(bag));
-                return m_certificates.back() != nullptr;
+                OpenSslPtr<X509> certificate(PKCS12_SAFEBAG_get1_cert(bag));
+                const bool read = certificate != nullptr;
+                m_certificates.push_back(std::move(certificate));
+                return read;
             }
             return true;
         case NID_safeContentsBag:

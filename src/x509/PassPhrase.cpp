@@ -1,7 +1,6 @@
 #include "x509/PassPhrase.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace CmnCrypto {
 
@@ -19,10 +18,12 @@ int PassPhrase::ask(char* buffer, int size, int writing, void* self) {
         if (own.m_callback != nullptr) {
             const int length = own.m_callback(own.m_answer, capacity, writing, own.m_userData);
             own.m_length = length <= capacity ? length : -1;
-        } else if (own.m_userData != nullptr) {
-            const auto* text = static_cast<const char*>(own.m_userData);
-            own.m_length = static_cast<int>(std::min(std::strlen(text), sizeof own.m_answer)); // cut as OpenSSL cuts it
-            std::copy_n(text, own.m_length, own.m_answer);
+        } else {
+            const std::string_view text =
+                own.m_userData != nullptr ? static_cast<const char*>(own.m_userData) : own.m_text;
+            if (own.m_userData != nullptr || !text.empty()) {
+                own.m_length = static_cast<int>(text.copy(own.m_answer, sizeof own.m_answer)); // cut as OpenSSL cuts it
+            }
         }
     }
     if (own.m_length < 0) {

@@ -1,6 +1,9 @@
 #ifndef CMNCRYPTO_X509_PASSPHRASE_H
 #define CMNCRYPTO_X509_PASSPHRASE_H
 
+#include <string>
+#include <string_view>
+
 #include "ossl/OpenSsl.h"
 
 namespace CmnCrypto {
@@ -13,6 +16,8 @@ class PassPhrase {
 public:
     /** @param callback the source; null: @p userData is the pass phrase itself, NUL-terminated, or null for none */
     PassPhrase(pem_password_cb* callback, void* userData) noexcept : m_callback(callback), m_userData(userData) {}
+    /** @param text the pass phrase itself, which must outlive the object; without any there is none */
+    explicit PassPhrase(const std::string& text) noexcept : m_text(text) {}
     ~PassPhrase();
     PassPhrase(const PassPhrase&) = delete;
     PassPhrase& operator=(const PassPhrase&) = delete;
@@ -24,8 +29,9 @@ public:
     bool wasAsked() const noexcept { return m_asked; }
 
 private:
-    pem_password_cb* m_callback;
-    void* m_userData;
+    pem_password_cb* m_callback = nullptr;
+    void* m_userData = nullptr;
+    std::string_view m_text; ///< may hold zero bytes
     bool m_asked = false;
     int m_length = -1;
     char m_answer[PEM_BUFSIZE];

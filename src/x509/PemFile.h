@@ -43,6 +43,7 @@ private:
  * @return what the body returns, or the code of a failure that has been told
  */
 template <class Output, class Body> int onPemFile(const PemFileLog& log, Output* output, Body&& body) try {
+    const ossl::ErrorScope errors;
     if (output == nullptr) {
         return log.failure(codeInvalidArgument, "Invalid argument");
     }
@@ -50,7 +51,6 @@ template <class Output, class Body> int onPemFile(const PemFileLog& log, Output*
         *output = nullptr;
     }
     CmnApi::initOpenssl();
-    const ossl::ErrorScope errors;
     FileContents contents;
     OpenSslPtr<BIO> pem;
     const int result = log.open(contents, pem);

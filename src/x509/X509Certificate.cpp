@@ -4,6 +4,7 @@
 #include "cmncrypto/X509Certificate.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -29,8 +30,10 @@ OpenSslPtr<X509> readPemText(const std::string& text) {
     if (!bio) {
         fail(constructorTag, "Failed to allocate BIO", codeNoMemory);
     }
-    BIO_puts(bio.get(), text.c_str()); // a text that does not fit is one without a certificate
-    OpenSslPtr<X509> certificate(PEM_read_bio_X509(bio.get(), nullptr, refusePassPhrase, nullptr));
+    // A text that does not fit is one without a certificate.
+    OpenSslPtr<X509> certificate(text.size() <= INT_MAX && BIO_puts(bio.get(), text.c_str()) >= 0
+                                     ? PEM_read_bio_X509(bio.get(), nullptr, refusePassPhrase, nullptr)
+                                     : nullptr);
     if (!certificate) {
         fail(constructorTag, "Certificate does not comply to X509 standard", codeNotX509);
     }
@@ -57,8 +60,9 @@ unsigned int fingerprint(const X509* certificate, _HASH_ALGO algorithm, unsigned
 
 [[noreturn]] void failPem(const char* logText) {
     constexpr const char* function = "X509Certificate::getPemString";
+    const std::string errors = drainSslErrors(); // now, as the host's callback may use the library
     clogmsg(logFailure, function, "%s", logText);
-    logSslError(function);
+    clogmsg(logFailure, function, "SSL Error : %s", errors.c_str());
     throw CmnException("Failed to get Cert String from X509 cert", codeNotX509);
 }
 
@@ -131,8 +135,13 @@ void X509Certificate::readCertFromFile(const std::string& path) {
         clogmsg(logFailure, function, "Failed to open certificate file [%s] for validation.", path.c_str());
         throw CmnException("Failed to open certificate file", codeOpenFailed);
     }
+    // A private key may stand in the same file: the stream's own buffer would keep it.
+    char buffer[4096];
+    std::setvbuf(file, buffer, _IOFBF, sizeof buffer); // NOLINT(cert-err33-c): without it reading works as well
     OpenSslPtr<X509> certificate(PEM_read_X509(file, nullptr, refusePassPhrase, nullptr));
-    if (std::fclose(file) != 0) {
+    const bool closed = std::fclose(file) == 0;
+    OPENSSL_cleanse(buffer, sizeof buffer);
+    if (!closed) {
         clogmsg(logFailure, function, "Failed to close certificate file [%s] after read.", path.c_str());
         throw CmnException("Failed to close certificate file after read", codeCloseFailed);
     }

@@ -29,12 +29,12 @@ const ASN1_STRING* uriOf(const GENERAL_NAME* name) {
  * @return whether the list of distribution point @p number comes from the issuer of the certificate, whose name is
  *         @p issuer
  */
-bool isListOfIssuer(const DIST_POINT& point, int number, const X509Name& issuer, const char* function) {
+bool isListOfIssuer(const DIST_POINT& point, int number, const X509_NAME* issuer, const char* function) {
     if (point.CRLissuer == nullptr) {
         clogmsg(logInfo, function, "CDP[%d] - CRLissuer not found, CRL issuer is same as cert issuer", number);
         return true;
     }
-    if (X509Certificate::isMatchingX509NameExists(point.CRLissuer, issuer)) {
+    if (X509Certificate::isMatchingX509NameExists(point.CRLissuer, X509Name(issuer))) {
         return true;
     }
     clogmsg(logInfo, function, "CDP[%d] - CRL issuer is different than cert issuer, skipping CDP", number);
@@ -79,7 +79,7 @@ std::vector<std::string> X509Certificate::getHttpURLsFromCertCDPs(const std::bit
     if (points == nullptr) {
         return urls;
     }
-    const X509Name issuer = getIssuer();
+    const X509_NAME* const issuer = X509_get_issuer_name(m_certificate);
     for (int i = 0; i < sk_DIST_POINT_num(points); ++i) {
         clogmsg(logInfo, function, "CDP[%d] - Started processing", i);
         DIST_POINT* point = sk_DIST_POINT_value(points, i);
@@ -117,7 +117,8 @@ std::vector<std::string> X509Certificate::getHttpURLsFromDistPointName(const DIS
         }
         const auto* data = reinterpret_cast<const char*>(ASN1_STRING_get0_data(uri));
         std::string text(data, static_cast<size_t>(ASN1_STRING_length(uri)));
-        if (beginsWith(text, "http://") || beginsWith(text, "https://")) {
+        const bool http = beginsWith(text, "http://") || beginsWith(text, "https://");
+        if (http && text.find('\0') == std::string::npos) { // which hosts would take for the end of the URL
             urls.push_back(std::move(text));
         } else {
             clogmsg(logInfo, function, "URI:[%s] extracted from GENERAL_NAME[%d] is not HTTP or HTTPS URI, skipping",

@@ -101,15 +101,16 @@ void X509PrivateKey::getEVPPrivateKeyEncrypted(const std::string& passphrase) {
         fail(encryptedTag, "BIO_new_mem_buf() failed", CmnException::noCode);
     }
     // Without a pass phrase an encrypted key fails at once: nothing may ask on a terminal.
-    PassPhrase source(nullptr, passphrase.empty() ? nullptr : const_cast<char*>(passphrase.c_str()));
+    PassPhrase source(passphrase);
     ReadKey read =
         readPrivateKeyPem(bio.get(), source, [](const char* text) { clogmsg(logFailure, encryptedTag, "%s", text); });
     if (read.key) {
         m_key = read.key.release();
         return;
     }
+    const std::string error = isLogged() ? latestError() : ""; // now, as the host's callback may use the library
     clogmsg(logFailure, encryptedTag, "Could not read private key");
-    clogmsg(logFailure, encryptedTag, "openssl error - %s", latestError().c_str());
+    clogmsg(logFailure, encryptedTag, "openssl error - %s", error.c_str());
     if (passphrase.empty() && source.wasAsked()) {
         fail(encryptedTag,
              "The private key of the external certificate is encrypted, but the passphrase is not specified",

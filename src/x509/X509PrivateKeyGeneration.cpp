@@ -71,7 +71,7 @@ int setFrame(X509* certificate, unsigned short days) {
         return failedStep(certificateTag, "Failed in setting start time validity of certificate with error %s",
                           codeWriteFailed);
     }
-    // 32 bits on purpose, as callers have always had it: 24856 days and more lie in the past.
+    // 32 bits on purpose, as callers have always had it: from 24856 days on the end is not where they asked for it.
     const auto seconds = static_cast<int32_t>(uint32_t{days} * 86400U);
     if (X509_gmtime_adj(X509_getm_notAfter(certificate), seconds) == nullptr) {
         return failedStep(certificateTag, "Failed in setting end time validity of certificate with error %s",

@@ -2,6 +2,7 @@
 #include "ossl/DeprecatedRsa.h"
 // clang-format on
 
+#include <climits>
 #include <cstdlib>
 #include <memory>
 
@@ -102,8 +103,9 @@ bool X509PublicKey::verifyCert(const std::string& certPem) const {
         clogmsg(logFailure, certificateTag, "Failed to allocate BIO");
         return false;
     }
-    BIO_puts(bio.get(), certPem.c_str());
-    const OpenSslPtr<X509> certificate(PEM_read_bio_X509(bio.get(), nullptr, refusePassPhrase, nullptr));
+    const OpenSslPtr<X509> certificate(certPem.size() <= INT_MAX && BIO_puts(bio.get(), certPem.c_str()) >= 0
+                                           ? PEM_read_bio_X509(bio.get(), nullptr, refusePassPhrase, nullptr)
+                                           : nullptr);
     const EVP_PKEY* const key = certificate ? X509_get0_pubkey(certificate.get()) : nullptr;
     if (key == nullptr) {
         clogmsg(logFailure, certificateTag,
@@ -112,7 +114,11 @@ bool X509PublicKey::verifyCert(const std::string& certPem) const {
                 drainSslErrors().c_str());
         return false;
     }
-    return m_key != nullptr && EVP_PKEY_eq(m_key, key) == 1;
+    if (m_key == nullptr) {
+        clogmsg(logFailure, certificateTag, "Public key is NULL.");
+        return false;
+    }
+    return EVP_PKEY_eq(m_key, key) == 1;
 }
 
 bool X509PublicKey::verifySign(const std::string& data, const std::string& signature, _HASH_ALGO algorithm) const {

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 #include <sys/ioctl.h>
@@ -46,6 +47,7 @@ std::string block(const std::string& form, std::string how, const std::string& k
            : form == "bad"    ? "-----BEGIN " + how + "-----\nAAAA\n-----END " + how + "-----\n"
            : form == "locked" ? lockedPem(how, makeCertificate(kind).get())
            : form == "cert"   ? pem(makeCertificate(kind).get())
+           : form == "pkcs1"  ? std::regex_replace(pem(keyOf(kind), nullptr, true), std::regex("RSA PRIV"), "PRIV")
            : form == "crl"    ? crlBy(keyOf(kind))
            : form == "public" ? publicPem(keyOf(kind))
            : form == "pbe"    ? oldPem(keyOf(kind), OBJ_txt2nid(how.c_str()))

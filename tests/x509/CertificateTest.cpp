@@ -92,7 +92,7 @@ TEST(Certificate, MalformedDates) {
           {{[&] { certificate.isCertValidNow(); }, "5904 Failed to check certificate notbefore validity."}});
     fails("X509Certificate::getExpiryDateEPOC",
           {{[&] { certificate.getExpiryDateEPOC(); }, "5904 " + epoch, {epoch + "."}}});
-    EXPECT_EQ(thrown([&] { certificate.getExpiryDate(); }).substr(0, 3), "20 ");
+    EXPECT_EQ(certificate.getExpiryDate(), "Bad time value"); // as OpenSSL shows it
     EXPECT_EQ(thrown([&] { certificate.getCertitifcateDate(CertDate(2)); }), "-1 Unknown date type");
 }
 

@@ -1,0 +1,37 @@
+/** @file
+ * What is shown of a certificate.
+ */
+#ifndef CMNCRYPTO_CLI_CERTIFICATEDETAILS_H
+#define CMNCRYPTO_CLI_CERTIFICATEDETAILS_H
+
+#include <string>
+
+#include "Details.h"
+#include "cmncrypto/X509Certificate.h"
+
+namespace CmnCrypto::Cli {
+
+/** Adds names, serial number, dates, key, signature and fingerprint. */
+void addSummary(const X509Certificate& certificate, Details& details);
+
+/** Adds the lines that tell one certificate of a chain from another. */
+void addIdentity(const X509Certificate& certificate, Details& details);
+
+/** Adds what stands in the extensions. */
+void addExtensions(X509Certificate& certificate, Details& details);
+
+/** Adds a name: for people, in RFC 2253 and, for scripts, on one line too. One that cannot be written is a problem. */
+void addName(const std::string& label, const std::string& member, const X509Name& name, Details& details);
+
+/** @return the name of the signature algorithm, or its number */
+std::string signatureAlgorithm(const X509Certificate& certificate);
+
+/** @return whether issuer and subject are the same name */
+bool isSelfIssued(const X509Certificate& certificate);
+
+/** @return "valid", "expired", "not yet valid" or "unreadable" */
+std::string validityState(X509Certificate& certificate);
+
+} // namespace CmnCrypto::Cli
+
+#endif

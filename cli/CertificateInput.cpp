@@ -1,0 +1,35 @@
+#include "CertificateInput.h"
+
+#include <algorithm>
+
+#include "Failure.h"
+#include "PemInput.h"
+
+namespace CmnCrypto::Cli {
+
+namespace {
+
+std::string joined(const std::vector<std::string>& names) {
+    if (std::count(names.begin(), names.end(), "-") > 1) {
+        throw Failure(ExitCode::usage, "-: standard input can be read once only; name a file");
+    }
+    std::string pem;
+    for (const std::string& name : names) {
+        pem += certificatesAsPem(name);
+    }
+    return pem;
+}
+
+} // namespace
+
+void addCertificateOptions(CLI::App& parser, CertificateOptions& options) {
+    parser.add_flag("--json", options.json, "Print the result as one JSON document");
+    parser.add_option("IN", options.input, "Certificate in PEM or DER; - or none: standard input");
+}
+
+CertificateInput::CertificateInput(const std::string& name) : m_chain(certificatesAsPem(name), INIT_TYPE_BLOB) {}
+
+CertificateInput::CertificateInput(const std::vector<std::string>& names, bool leafOnly)
+    : m_chain(joined(names), INIT_TYPE_BLOB, leafOnly) {}
+
+} // namespace CmnCrypto::Cli

@@ -1,0 +1,287 @@
+#include "PemInput.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include <openssl/err.h>
+#include <openssl/pem.h>
+
+#include "Failure.h"
+#include "InputFile.h"
+#include "OpenSslOwner.h"
+
+namespace CmnCrypto::Cli {
+
+namespace {
+
+constexpr size_t maximalInput = size_t{64} << 20U;
+constexpr char armour[] = "-----BEGIN ";
+
+Failure unreadable(const std::string& name, const std::string& text) {
+    return {ExitCode::inputUnreadable, inputLabel(name) + ": " + text};
+}
+
+struct Element {
+    int tag;       ///< -1: no complete element
+    size_t header; ///< bytes before the content
+    size_t length; ///< bytes with the header
+    bool longForm; ///< the length takes more than one byte
+};
+
+/** Looks at the DER element at the beginning of some bytes. */
+Element firstElement(const unsigned char* data, size_t size) {
+    const unsigned char* position = data;
+    long length = 0;
+    int tag = 0;
+    int kind = 0;
+    const int result = ASN1_get_object(&position, &length, &tag, &kind, static_cast<long>(size));
+    ERR_clear_error();
+    if ((result & 0x80) != 0 || kind != V_ASN1_UNIVERSAL) {
+        return {-1, 0, 0, false};
+    }
+    const auto header = static_cast<size_t>(position - data);
+    return {tag, header, header + static_cast<size_t>(length), header > 2};
+}
+
+/** Text may begin with a zero, the first byte of DER, too. */
+bool isDer(const Secret& input) {
+    const auto* data = reinterpret_cast<const unsigned char*>(input.text().data());
+    const Element element = firstElement(data, input.size());
+    return element.tag == V_ASN1_SEQUENCE && (element.longForm || element.length == input.size());
+}
+
+OwnedBio memoryBio() {
+    OwnedBio bio(BIO_new(BIO_s_mem()));
+    if (!bio) {
+        throw std::bad_alloc();
+    }
+    return bio;
+}
+
+OwnedBio readFrom(const Secret& input) {
+    OwnedBio bio(BIO_new_mem_buf(input.text().data(), static_cast<int>(input.size())));
+    if (!bio) {
+        throw std::bad_alloc();
+    }
+    return bio;
+}
+
+Secret contentOf(const OwnedBio& bio) {
+    char* data = nullptr;
+    const long size = BIO_get_mem_data(bio.get(), &data);
+    Secret content(static_cast<size_t>(std::max(size, 0L)));
+    std::copy_n(data, content.size(), content.data());
+    return content;
+}
+
+/** One block of a PEM text, wiped. */
+struct PemBlock {
+    explicit PemBlock(BIO* bio) { found = PEM_read_bio(bio, &name, &header, &data, &size) == 1; }
+    PemBlock(const PemBlock&) = delete;
+    PemBlock& operator=(const PemBlock&) = delete;
+    ~PemBlock() {
+        OPENSSL_free(name);
+        OPENSSL_free(header);
+        OPENSSL_clear_free(data, found ? static_cast<size_t>(size) : 0);
+    }
+
+    bool is(const char* wanted) const { return std::strcmp(name, wanted) == 0; }
+
+    bool found = false;
+    char* name = nullptr;
+    char* header = nullptr;
+    unsigned char* data = nullptr;
+    long size = 0;
+};
+
+/** Whether the last block ended the text; otherwise it was malformed. The queue is empty afterwards. */
+bool endOfPem() {
+    const unsigned long error = ERR_peek_last_error();
+    ERR_clear_error();
+    return ERR_GET_LIB(error) == ERR_LIB_PEM && ERR_GET_REASON(error) == PEM_R_NO_START_LINE;
+}
+
+/** Decodes one certificate and appends it in PEM. @return the bytes it took, 0 when they are no certificate */
+size_t appendCertificate(BIO* pem, const unsigned char* data, long size) {
+    const unsigned char* position = data;
+    const OwnedCertificate certificate(d2i_X509(nullptr, &position, size));
+    if (!certificate) {
+        ERR_clear_error();
+        return 0;
+    }
+    if (PEM_write_bio_X509(pem, certificate.get()) != 1) {
+        throw std::bad_alloc();
+    }
+    return static_cast<size_t>(position - data);
+}
+
+/** @return the number of certificates */
+size_t collectFromPem(const std::string& name, const Secret& input, BIO* pem) {
+    const OwnedBio source = readFrom(input);
+    size_t count = 0;
+    for (;;) {
+        const PemBlock block(source.get());
+        if (!block.found) {
+            if (!endOfPem()) {
+                throw unreadable(name, "the PEM block after " + std::to_string(count) +
+                                           " certificates is malformed; fetch the file again");
+            }
+            return count;
+        }
+        const bool trusted = block.is(PEM_STRING_X509_TRUSTED);
+        if (!trusted && !block.is(PEM_STRING_X509) && !block.is(PEM_STRING_X509_OLD)) {
+            continue;
+        }
+        ++count;
+        const size_t used = appendCertificate(pem, block.data, block.size);
+        // Behind a trusted certificate stands what it is trusted for.
+        if (used == 0 || (!trusted && used != static_cast<size_t>(block.size))) {
+            throw unreadable(name, "certificate " + std::to_string(count) + " is malformed; fetch the file again");
+        }
+    }
+}
+
+size_t collectFromDer(const std::string& name, const Secret& input, BIO* pem) {
+    const auto* data = reinterpret_cast<const unsigned char*>(input.text().data());
+    size_t done = 0;
+    size_t count = 0;
+    while (done < input.size()) {
+        const size_t used = appendCertificate(pem, data + done, static_cast<long>(input.size() - done));
+        if (used == 0) {
+            throw unreadable(name, count == 0 ? "is DER but no certificate; give a certificate in PEM or DER"
+                                              : "has bytes behind certificate " + std::to_string(count) +
+                                                    " that are no certificate; fetch the file again");
+        }
+        done += used;
+        ++count;
+    }
+    return count;
+}
+
+/** @return the armour that DER of this structure belongs in, null when it is no private key */
+const char* armourOfKey(const unsigned char* data, size_t size) {
+    const Element whole = firstElement(data, size);
+    if (whole.tag != V_ASN1_SEQUENCE || whole.length != size) {
+        return nullptr;
+    }
+    std::array<int, 2> tags = {-1, -1};
+    size_t count = 0;
+    for (size_t done = whole.header; done < size; ++count) {
+        const Element element = firstElement(data + done, size - done);
+        if (count < tags.size()) {
+            tags[count] = element.tag;
+        }
+        if (element.length == 0) {
+            ++count; // a tagged element: those of keys come last
+            break;
+        }
+        done += element.length;
+    }
+    if (tags[0] == V_ASN1_SEQUENCE && tags[1] == V_ASN1_OCTET_STRING && count == 2) {
+        return PEM_STRING_PKCS8;
+    }
+    if (tags[0] != V_ASN1_INTEGER) {
+        return nullptr;
+    }
+    switch (tags[1]) {
+    case V_ASN1_SEQUENCE:
+        return PEM_STRING_PKCS8INF;
+    case V_ASN1_OCTET_STRING:
+        return PEM_STRING_ECPRIVATEKEY;
+    case V_ASN1_INTEGER:
+        return count == 6 ? PEM_STRING_DSA : PEM_STRING_RSA;
+    default:
+        return nullptr;
+    }
+}
+
+} // namespace
+
+int refusePassPhrase(char*, int, int, void*) noexcept {
+    return -1;
+}
+
+std::string inputLabel(const std::string& name) {
+    return name == "-" ? "standard input" : name;
+}
+
+Secret readWhole(const std::string& name) {
+    InputFile file(name);
+    // One byte more than a regular file has shows that it ends there.
+    const uint64_t expected = file.size().value_or(0);
+    size_t filled = 0;
+    Secret content(std::max<size_t>(4096, std::min<uint64_t>(expected, maximalInput) + 1));
+    for (;;) {
+        filled += file.read(content.bytes() + filled, content.size() - filled);
+        if (filled > maximalInput) {
+            throw unreadable(name, "is larger than 64 MiB; that is no certificate or key file");
+        }
+        if (filled < content.size()) {
+            content.shorten(filled);
+            return content;
+        }
+        Secret larger(std::min(2 * content.size(), maximalInput + 1));
+        std::copy_n(content.data(), filled, larger.data());
+        content = std::move(larger);
+    }
+}
+
+std::string certificatesAsPem(const std::string& name) {
+    const Secret input = readWhole(name);
+    const OwnedBio pem = memoryBio();
+    const size_t count = isDer(input) ? collectFromDer(name, input, pem.get()) : collectFromPem(name, input, pem.get());
+    if (count == 0) {
+        throw unreadable(name, "holds no certificate; give one in PEM or DER");
+    }
+    return contentOf(pem).text();
+}
+
+std::string requestAsPem(const std::string& name) {
+    const Secret input = readWhole(name);
+    OwnedRequest request;
+    if (isDer(input)) {
+        const auto* position = reinterpret_cast<const unsigned char*>(input.text().data());
+        const auto* end = position + input.size();
+        request.reset(d2i_X509_REQ(nullptr, &position, static_cast<long>(input.size())));
+        if (position != end) {
+            request.reset(); // there is more than a request
+        }
+    } else {
+        request.reset(PEM_read_bio_X509_REQ(readFrom(input).get(), nullptr, refusePassPhrase, nullptr));
+    }
+    ERR_clear_error();
+    if (!request) {
+        throw unreadable(name, "holds no certificate request that can be read; give one in PEM or DER");
+    }
+    const OwnedBio pem = memoryBio();
+    if (PEM_write_bio_X509_REQ(pem.get(), request.get()) != 1) {
+        throw std::bad_alloc();
+    }
+    return contentOf(pem).text();
+}
+
+Secret privateKeyAsPem(const std::string& name) {
+    Secret input = readWhole(name);
+    if (!isDer(input)) {
+        const size_t start = input.text().find(armour);
+        if (start == std::string::npos || input.text().find("PRIVATE KEY-----", start) == std::string::npos) {
+            throw unreadable(name, "holds no private key; give one in PEM or DER");
+        }
+        return input;
+    }
+    const char* label = armourOfKey(input.bytes(), input.size());
+    if (label == nullptr) {
+        throw unreadable(name, "is DER but no private key; give a private key in PEM or DER");
+    }
+    const OwnedBio pem = memoryBio();
+    if (PEM_write_bio(pem.get(), label, "", input.bytes(), static_cast<long>(input.size())) <= 0) {
+        throw std::bad_alloc();
+    }
+    return contentOf(pem);
+}
+
+} // namespace CmnCrypto::Cli

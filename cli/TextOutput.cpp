@@ -1,0 +1,40 @@
+#include "TextOutput.h"
+
+#include "Failure.h"
+
+namespace CmnCrypto::Cli {
+
+void addTextOutputOptions(CLI::App& parser, TextOutputOptions& options) {
+    options.given = parser.add_option("-o,--output", options.name, "File to write; - is standard output");
+    parser.add_flag("--force", options.force, "Replace an existing output");
+    parser.add_flag("--json", options.json, "Print the result as one JSON document");
+}
+
+TextOutput::TextOutput(const TextOutputOptions& options, bool confidential) {
+    const bool named = options.given->count() > 0;
+    if (options.json && named && options.name == "-") {
+        throw Failure(ExitCode::usage, "--json: needs standard output for itself; name an output with -o FILE");
+    }
+    if (named || !options.json) {
+        m_name = named ? options.name : confidential ? defaultBinaryOutput() : "-";
+        m_file.emplace(OutputOptions{m_name, options.force, confidential, false});
+    }
+}
+
+void TextOutput::refuseSameAs(const std::string& input) const {
+    if (m_file) {
+        m_file->refuseSameAs(input);
+    }
+}
+
+void TextOutput::deliver(const std::string& text, const std::string& member, Details& details) {
+    if (m_file) {
+        m_file->write(reinterpret_cast<const unsigned char*>(text.data()), text.size());
+        m_file->commit();
+        details.add("", "output", m_name);
+    } else {
+        details.add("", member, text);
+    }
+}
+
+} // namespace CmnCrypto::Cli
