@@ -24,8 +24,8 @@ class SignatureVerifier;
 class CMNCRYPTO_API X509PublicKey : public LibraryObject {
 public:
     X509PublicKey(); ///< without a key
-    /** Reads an RSA key from PEM text ("PUBLIC KEY", RFC 5280 SubjectPublicKeyInfo). @throws CmnException -1 when
-     *  there is none */
+    /** Reads an RSA key from PEM text ("PUBLIC KEY", RFC 5280 SubjectPublicKeyInfo); one that is restricted to
+     *  RSASSA-PSS becomes a plain RSA key. @throws CmnException -1 when there is none */
     explicit X509PublicKey(const std::string& pem);
     /** Takes @p key as it is; @p owns says whether the object releases it. */
     X509PublicKey(EVP_PKEY* key, bool owns);
