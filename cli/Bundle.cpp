@@ -1,6 +1,7 @@
 #include "Bundle.h"
 
 #include <new>
+#include <utility>
 
 #include <openssl/err.h>
 #include <openssl/pkcs12.h>
@@ -22,12 +23,13 @@ void releaseStack(STACK_OF(X509)* stack) {
 }
 using OwnedStack = Owned<STACK_OF(X509), releaseStack>;
 
-/** @return null for what is no bundle */
+/** @return null for what is no bundle, or more than one */
 OwnedBundle decode(const Secret& content) {
     const auto* position = reinterpret_cast<const unsigned char*>(content.text().data());
+    const auto* const end = position + content.size();
     OwnedBundle bundle(d2i_PKCS12(nullptr, &position, static_cast<long>(content.size())));
     ERR_clear_error();
-    return bundle;
+    return position == end ? std::move(bundle) : OwnedBundle();
 }
 
 /** Adds what the library leaves out: the further certificates and the name. @return false when it cannot be read */

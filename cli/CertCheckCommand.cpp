@@ -10,6 +10,7 @@
 #include "CertificateInput.h"
 #include "CertificateProblems.h"
 #include "Commands.h"
+#include "FileOption.h"
 #include "KeyDescription.h"
 #include "PassPhrase.h"
 #include "PemInput.h"
@@ -41,6 +42,7 @@ void checkKey(const CheckOptions& options, const X509Certificate& certificate, D
         return;
     }
     const Secret passPhrase = readOptionalPassPhrase(options.passFile, options.quiet);
+    warnIfReadableByOthers(options.key, options.quiet);
     const auto key = openPrivateKey(privateKeyAsPem(options.key), passPhrase, inputLabel(options.key));
     const bool matches = X509PublicKey(key->getEVPKey(), false).verifyCert(certificate.getPemString());
     details.add("Key matches", "keyMatches", matches);
@@ -95,9 +97,10 @@ ExitCode runCheck(const CheckOptions& options) {
         details.problem(text);
     }
     checkDays(options, certificate, details);
-    details.add("Signature algorithm", "signatureAlgorithm", signatureAlgorithm(certificate));
+    addSignatureAlgorithm(certificate, details);
     checkKey(options, certificate, details);
     addRemarks(options, problems.remarks, certificate, details);
+    addFurtherCertificates(input.size(), details);
     details.add("Passed", "passed", !details.hasProblems());
     if (options.certificate.json || !options.quiet) {
         details.print(options.certificate.json);
@@ -112,8 +115,11 @@ Command addCertCheckCommand(CLI::App& group) {
     CLI::App* parser = group.add_subcommand("check", "Dates, signature algorithm and key; exit code 1 when something "
                                                      "is wrong");
     options->daysGiven = parser->add_option("-d,--days", options->days, "It must last that many days more");
-    parser->add_option("-k,--key", options->key, "Private key in PEM or DER that must belong to it");
-    parser->add_option("-p,--pass-file", options->passFile, "File whose first line is the pass phrase of the key");
+    auto* key = parser->add_option("-k,--key", options->key, "Private key in PEM or DER that must belong to it")
+                    ->check(namedFile());
+    parser->add_option("-p,--pass-file", options->passFile, "File whose first line is the pass phrase of the key")
+        ->check(namedFile())
+        ->needs(key);
     parser->add_flag("--strict", options->strict, "Remarks count as problems");
     parser->add_flag("-q,--quiet", options->quiet, "No output but the exit code, no warnings");
     addCertificateOptions(*parser, options->certificate);

@@ -4,6 +4,7 @@
 #include "CertificateFile.h"
 #include "CertificateInput.h"
 #include "Commands.h"
+#include "FileOption.h"
 #include "Report.h"
 
 namespace CmnCrypto::Cli {
@@ -31,7 +32,9 @@ ExitCode runSave(const SaveOptions& options) {
 Command addCertSaveCommand(CLI::App& group) {
     auto options = std::make_shared<SaveOptions>();
     CLI::App* parser = group.add_subcommand("save", "Write a certificate to a new file in PEM; never replaces one");
-    parser->add_option("-o,--output", options->output, "File to write; it must not exist")->required();
+    parser->add_option("-o,--output", options->output, "File to write; it must not exist")
+        ->required()
+        ->check(namedFile());
     addCertificateOptions(*parser, options->certificate);
     return {parser, [options] { return runSave(*options); }};
 }

@@ -17,10 +17,7 @@ ExitCode runShow(const CertificateOptions& options) {
     addSummary(input.leaf(), details);
     addExtensions(input.leaf(), details);
     details.add("", "state", validityState(input.leaf()));
-    details.add("", "certificatesInInput", input.size());
-    if (input.size() > 1) {
-        details.add("Further certificates", "", std::to_string(input.size() - 1) + " (see chain show)");
-    }
+    addFurtherCertificates(input.size(), details);
     addProblems(input.leaf(), details);
     details.print(options.json);
     return ExitCode::success;

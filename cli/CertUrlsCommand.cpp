@@ -69,8 +69,8 @@ Command addCertUrlsCommand(CLI::App& group) {
     CLI::App* parser = group.add_subcommand("urls", "HTTP URLs of the revocation lists that cover a certificate");
     parser->add_option("-r,--reason", options->reasons, "The list must cover this reason too; may be repeated")
         ->check(CLI::IsMember(names))
-        ->expected(1)
-        ->take_all();
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->allow_extra_args(false);
     addCertificateOptions(*parser, options->certificate);
     return {parser, [options] { return runUrls(*options); }};
 }

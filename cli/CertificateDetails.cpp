@@ -12,6 +12,7 @@
 #include "KeyDescription.h"
 #include "OpenSslOwner.h"
 #include "ReadableName.h"
+#include "SignatureAlgorithm.h"
 #include "cmncrypto/CmnException.h"
 
 namespace CmnCrypto::Cli {
@@ -115,15 +116,22 @@ void addUsages(X509* certificate, Details& details) {
 } // namespace
 
 void addName(const std::string& label, const std::string& member, const X509Name& name, Details& details) {
-    details.add(label, "", readableName(name.getX509Name()), Backslash::keep);
-    details.add("", member, name.getNameDN(NAME_FORMAT_ONELINE));
-    const std::string text = name.getNameDN(NAME_FORMAT_RFC2253);
+    details.add(label, member, readableName(name.getX509Name()), Backslash::keep);
+    const std::string text = rfc2253Name(name.getX509Name());
     details.add(text.empty() ? "" : "  RFC 2253", member + "Rfc2253", text, Backslash::keep);
 }
 
-std::string signatureAlgorithm(const X509Certificate& certificate) {
-    const X509_ALGOR* algorithm = X509_get0_tbs_sigalg(certificate.getX509());
-    return objectText(algorithm->algorithm);
+void addSignatureAlgorithm(const X509Certificate& certificate, Details& details) {
+    const SignatureAlgorithm algorithm(X509_get0_tbs_sigalg(certificate.getX509()));
+    details.add("Signature algorithm", "", algorithm.text);
+    details.add("", "signatureAlgorithm", algorithm.name);
+}
+
+void addFurtherCertificates(size_t count, Details& details) {
+    details.add("", "certificatesInInput", count);
+    if (count > 1) {
+        details.add("Further certificates", "", std::to_string(count - 1) + " (see chain show)");
+    }
 }
 
 bool isSelfIssued(const X509Certificate& certificate) {
@@ -141,10 +149,11 @@ std::string validityState(X509Certificate& certificate) {
 void addSummary(const X509Certificate& certificate, Details& details) {
     addName("Subject", "subject", certificate.getSubject(), details);
     addName("Issuer", "issuer", certificate.getIssuer(), details);
+    details.add("Version", "version", X509_get_version(certificate.getX509()) + 1);
     details.add("Serial number", "serialNumber", certificate.getSerialNumber());
     addDates(certificate, details);
     addKey(certificate, details);
-    details.add("Signature algorithm", "signatureAlgorithm", signatureAlgorithm(certificate));
+    addSignatureAlgorithm(certificate, details);
     details.add("SHA-256 fingerprint", "sha256", certificate.generateHash(HASH_ALGO_SHA256));
     details.add("SHA-1 fingerprint", "sha1", certificate.generateHash(HASH_ALGO_SHA1));
 }

@@ -20,11 +20,14 @@ void addIdentity(const X509Certificate& certificate, Details& details);
 /** Adds what stands in the extensions. */
 void addExtensions(X509Certificate& certificate, Details& details);
 
-/** Adds a name: for people, in RFC 2253 and, for scripts, on one line too. One that cannot be written is a problem. */
+/** Adds a name on one line and in the form of RFC 2253. */
 void addName(const std::string& label, const std::string& member, const X509Name& name, Details& details);
 
-/** @return the name of the signature algorithm, or its number */
-std::string signatureAlgorithm(const X509Certificate& certificate);
+/** Adds what it is signed with. */
+void addSignatureAlgorithm(const X509Certificate& certificate, Details& details);
+
+/** Adds how many certificates the input has, for commands that look at the first one only. */
+void addFurtherCertificates(size_t count, Details& details);
 
 /** @return whether issuer and subject are the same name */
 bool isSelfIssued(const X509Certificate& certificate);

@@ -13,8 +13,8 @@ constexpr int32_t certificateExists = -1;
 constexpr int32_t chainExists = 5967;
 
 template <class Certificates> void save(const Certificates& certificates, const std::string& path, int32_t exists) {
-    if (path.empty()) {
-        throw Failure(ExitCode::usage, "-o: the name is empty; name a file");
+    if (path == "-") {
+        throw Failure(ExitCode::usage, "-o: certificates are saved to files only; name a file, ./- for this name");
     }
     const SignalBlock block;
     try {

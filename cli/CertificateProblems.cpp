@@ -6,6 +6,7 @@
 #include "AlternativeNames.h"
 #include "CertificateDate.h"
 #include "CertificateDetails.h"
+#include "SignatureAlgorithm.h"
 #include "cmncrypto/CmnException.h"
 
 namespace CmnCrypto::Cli {
@@ -47,13 +48,11 @@ bool isAccepted(const X509Certificate& certificate) {
 }
 
 void judgeSignature(const X509Certificate& certificate, CertificateProblems& problems) {
-    int digest = NID_undef;
-    const bool known = X509_get_signature_info(certificate.getX509(), &digest, nullptr, nullptr, nullptr) == 1;
-    ERR_clear_error();
-    if (!isAccepted(certificate)) {
-        problems.serious.push_back("refused signature algorithm: " + signatureAlgorithm(certificate));
-    } else if (known && (digest == NID_sha1 || digest == NID_md5 || digest == NID_md4 || digest == NID_md2)) {
-        problems.remarks.push_back("weak signature algorithm: " + signatureAlgorithm(certificate));
+    const SignatureAlgorithm algorithm(X509_get0_tbs_sigalg(certificate.getX509()));
+    if (algorithm.isBroken() || !isAccepted(certificate)) {
+        problems.serious.push_back("refused signature algorithm: " + algorithm.text);
+    } else if (algorithm.isWeak()) {
+        problems.remarks.push_back("weak signature algorithm: " + algorithm.text);
     }
 }
 
@@ -84,6 +83,9 @@ CertificateProblems findProblems(X509Certificate& certificate) {
     judgeSignature(certificate, problems);
     judgeSerialNumber(certificate.getSerialNumber(), problems);
     judgeExtensions(certificate.getX509(), problems);
+    if (X509_get_version(certificate.getX509()) != X509_VERSION_3) {
+        problems.remarks.emplace_back("old version: without extensions programs cannot tell what it is for");
+    }
     return problems;
 }
 

@@ -32,22 +32,43 @@ std::string number(size_t index) {
 }
 
 /** Positions by the hash of the subject, so that thousands of certificates are not compared each with each. */
-using SubjectIndex = std::unordered_multimap<unsigned long, size_t>;
+using SubjectIndex = std::unordered_map<unsigned long, std::vector<size_t>>;
 
-/** Prefers one whose key fits, then the certificate that follows, where the issuer belongs. */
-void findIssuer(const CertificateInput& input, const SubjectIndex& subjects, size_t self, ChainLink& link) {
-    const X509Certificate& certificate = input.at(self);
-    const X509Name name = certificate.getIssuer();
-    const auto [begin, end] = subjects.equal_range(name.getHash());
-    for (auto candidate = begin; candidate != end; ++candidate) {
-        const size_t index = candidate->second;
-        if (index == self || !(name == input.at(index).getSubject())) {
-            continue;
+/** Certificates of one name whose keys are tried: cross-signing and renewals need a few, an attacker offers thousands.
+ */
+constexpr size_t mostCandidates = 16;
+
+/** @return those with the issuer's name: the certificate that follows first, where the issuer belongs */
+std::vector<size_t> candidatesFor(const CertificateInput& input, const SubjectIndex& subjects, size_t self) {
+    const X509Name name = input.at(self).getIssuer();
+    std::vector<size_t> candidates;
+    if (self + 1 < input.size() && name == input.at(self + 1).getSubject()) {
+        candidates.push_back(self + 1);
+    }
+    const auto found = subjects.find(name.getHash());
+    if (found == subjects.end()) {
+        return candidates;
+    }
+    for (const size_t index : found->second) {
+        if (candidates.size() == mostCandidates) {
+            break;
         }
-        const bool fits = isSignedBy(certificate, input.at(index));
-        if (!link.issuer || (fits && !link.isSigned) || (fits == link.isSigned && index == self + 1)) {
+        if (index != self && index != self + 1 && name == input.at(index).getSubject()) {
+            candidates.push_back(index);
+        }
+    }
+    return candidates;
+}
+
+/** Takes the first whose key fits or, where none does, the first. */
+void findIssuer(const CertificateInput& input, const SubjectIndex& subjects, size_t self, ChainLink& link) {
+    for (const size_t index : candidatesFor(input, subjects, self)) {
+        link.isSigned = isSignedBy(input.at(self), input.at(index));
+        if (link.isSigned || !link.issuer) {
             link.issuer = index;
-            link.isSigned = fits;
+        }
+        if (link.isSigned) {
+            return;
         }
     }
 }
@@ -78,7 +99,7 @@ std::string ChainLink::text(size_t self) const {
 std::vector<ChainLink> findLinks(const CertificateInput& input) {
     SubjectIndex subjects;
     for (size_t i = 0; i < input.size(); ++i) {
-        subjects.emplace(input.at(i).getSubject().getHash(), i);
+        subjects[input.at(i).getSubject().getHash()].push_back(i);
     }
     std::vector<ChainLink> links(input.size());
     for (size_t i = 0; i < input.size(); ++i) {

@@ -6,6 +6,7 @@
 #include "ChainLinks.h"
 #include "Commands.h"
 #include "Details.h"
+#include "FileOption.h"
 
 namespace CmnCrypto::Cli {
 
@@ -27,8 +28,10 @@ ExitCode runSave(const SaveOptions& options) {
     details.add("", "inputs", names);
     details.add("", "output", options.output);
     details.add("", "length", input.size());
-    for (const std::string& text : chainProblems(input, findLinks(input))) {
-        details.problem(text);
+    if (options.json || !options.quiet) {
+        for (const std::string& text : chainProblems(input, findLinks(input))) {
+            details.problem(text);
+        }
     }
     details.printOrWarn(options.json, options.quiet);
     return ExitCode::success;
@@ -39,7 +42,9 @@ ExitCode runSave(const SaveOptions& options) {
 Command addChainSaveCommand(CLI::App& group) {
     auto options = std::make_shared<SaveOptions>();
     CLI::App* parser = group.add_subcommand("save", "Join inputs in one new file in PEM; never replaces one");
-    parser->add_option("-o,--output", options->output, "File to write; it must not exist")->required();
+    parser->add_option("-o,--output", options->output, "File to write; it must not exist")
+        ->required()
+        ->check(namedFile());
     parser->add_flag("--leaf-only", options->leafOnly, "Only the first certificate");
     parser->add_flag("--json", options->json, "Print the result as one JSON document");
     parser->add_flag("-q,--quiet", options->quiet, "No warnings");

@@ -7,6 +7,7 @@
 #include "CertificateFile.h"
 #include "CertificateInput.h"
 #include "Commands.h"
+#include "FileOption.h"
 #include "Interrupt.h"
 #include "Printable.h"
 #include "Report.h"
@@ -95,7 +96,9 @@ ExitCode runSplit(const SplitOptions& options) {
 Command addChainSplitCommand(CLI::App& group) {
     auto options = std::make_shared<SplitOptions>();
     CLI::App* parser = group.add_subcommand("split", "Write each certificate to a new file of its own");
-    parser->add_option("-d,--folder", options->folder, "Folder for the files; made where it is missing")->required();
+    parser->add_option("-d,--folder", options->folder, "Folder for the files; made where it is missing")
+        ->required()
+        ->check(namedFile());
     parser->add_option("--prefix", options->prefix, "What the file names begin with")->capture_default_str();
     addCertificateOptions(*parser, options->certificate);
     return {parser, [options] { return runSplit(*options); }};

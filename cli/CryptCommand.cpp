@@ -4,6 +4,7 @@
 
 #include "Commands.h"
 #include "CryptStream.h"
+#include "FileOption.h"
 #include "OutputFile.h"
 #include "Report.h"
 #include "StreamKey.h"
@@ -102,6 +103,9 @@ ExitCode runCrypt(const CryptOptions& options) {
     const bool holdBack = decrypting && type != KSCrypt::AES_256_GCM && type != KSCrypt::CRYPT_NONE;
     OutputFile output({name, options.force, decrypting, holdBack});
     output.refuseSameAs(input);
+    for (const std::string& secret : {options.keyFile, options.passFile, options.aadFile}) {
+        output.refuseSameAs(secret);
+    }
 
     const StreamKey key = obtainStreamKey({type, options.keyFile, options.passFile, options.iv, options.quiet},
                                           decrypting ? &input : nullptr);
@@ -126,18 +130,21 @@ Command addCryptCommand(CLI::App& app, Direction direction, const std::string& n
     parser->add_option("-c,--cipher", options->cipher, "Cipher")
         ->check(CLI::IsMember(cipherNames()))
         ->capture_default_str();
-    parser->add_option("-k,--key-file", options->keyFile, "File with the key, raw or in hexadecimal digits");
-    parser->add_option("-p,--pass-file", options->passFile, "File whose first line is the pass phrase");
+    parser->add_option("-k,--key-file", options->keyFile, "File with the key, raw or in hexadecimal digits")
+        ->check(namedFile());
+    parser->add_option("-p,--pass-file", options->passFile, "File whose first line is the pass phrase")
+        ->check(namedFile());
     options->ivGiven =
         parser->add_option("--iv", options->iv, "IV for AES_256_CBC_EVP with a key file, 32 hexadecimal digits");
     options->aadGiven =
         parser->add_option("--aad", options->aad, "Text to be authenticated with the data (AES_256_GCM)");
-    parser->add_option("--aad-file", options->aadFile, "File to be authenticated with the data");
-    options->outputGiven = parser->add_option("-o,--output", options->output, "File to write; - is standard output");
+    parser->add_option("--aad-file", options->aadFile, "File to be authenticated with the data")->check(namedFile());
+    options->outputGiven =
+        parser->add_option("-o,--output", options->output, "File to write; - is standard output")->check(namedFile());
     parser->add_flag("--force", options->force, "Replace an existing output");
     parser->add_flag("--json", options->json, "Print the result as one JSON document (with -o FILE)");
     parser->add_flag("-q,--quiet", options->quiet, "No progress bar, no warnings");
-    parser->add_option("IN", options->input, "File to read; - or none: standard input");
+    parser->add_option("IN", options->input, "File to read; - or none: standard input")->check(namedFile());
     return {parser, [options] { return runCrypt(*options); }};
 }
 

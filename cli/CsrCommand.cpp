@@ -15,6 +15,7 @@
 #include "PemInput.h"
 #include "PrivateKeyInput.h"
 #include "RequestedNames.h"
+#include "SignatureAlgorithm.h"
 #include "SubjectText.h"
 #include "TextOutput.h"
 #include "cmncrypto/X509Name.h"
@@ -38,6 +39,27 @@ struct ShowRequestOptions {
     bool json = false;
 };
 
+OwnedRequest parseRequest(const std::string& pem) {
+    const OwnedBio bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
+    OwnedRequest request(bio ? PEM_read_bio_X509_REQ(bio.get(), nullptr, refusePassPhrase, nullptr) : nullptr);
+    if (!request) {
+        throw Failure(ExitCode::inputUnreadable, "request: cannot be read; make it anew");
+    }
+    return request;
+}
+
+void releaseExtensions(STACK_OF(X509_EXTENSION)* extensions) {
+    sk_X509_EXTENSION_pop_free(extensions, X509_EXTENSION_free);
+}
+
+using OwnedExtensions = Owned<STACK_OF(X509_EXTENSION), releaseExtensions>;
+
+OwnedExtensions extensionsOf(X509_REQ* request) {
+    OwnedExtensions extensions(X509_REQ_get_extensions(request));
+    ERR_clear_error();
+    return extensions;
+}
+
 ExitCode runNew(const NewRequestOptions& options) {
     const std::string names = requestedNames("--san", options.alternativeNames);
     if (options.commonName.empty() && names.empty()) {
@@ -49,28 +71,20 @@ ExitCode runNew(const NewRequestOptions& options) {
     }
     TextOutput output(options.output, false);
     output.refuseSameAs(options.key.file);
+    output.refuseSameAs(options.key.passFile);
     const auto key = readPrivateKey(options.key);
     const std::string pem =
         signWith(*key, inputLabel(options.key.file), [&] { return key->getCSR(commonName, names); });
     Details details;
     output.deliver(pem, "pem", details);
     details.add("", "commonName", options.commonName);
-    details.add("", "alternativeNames", names);
+    details.add("", "alternativeNames", alternativeNames(extensionsOf(parseRequest(pem).get()).get()));
     KeyDescription(key->getEVPKey()).addTo(details);
     if (names.empty()) {
         details.problem(noAlternativeNames);
     }
     details.printOrWarn(options.output.json, options.key.quiet);
     return ExitCode::success;
-}
-
-OwnedRequest parseRequest(const std::string& pem) {
-    const OwnedBio bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
-    OwnedRequest request(bio ? PEM_read_bio_X509_REQ(bio.get(), nullptr, refusePassPhrase, nullptr) : nullptr);
-    if (!request) {
-        throw Failure(ExitCode::inputUnreadable, "request: cannot be read; make it anew");
-    }
-    return request;
 }
 
 std::string objectText(const ASN1_OBJECT* object) {
@@ -96,26 +110,20 @@ bool addKey(const std::string& pem, X509_REQ* request, Details& details) {
 void addSignature(const X509_REQ* request, bool genuine, Details& details) {
     const X509_ALGOR* algorithm = nullptr;
     X509_REQ_get0_signature(request, nullptr, &algorithm);
-    const std::string name = objectText(algorithm->algorithm);
-    details.add("Signature algorithm", "signatureAlgorithm", name);
+    const SignatureAlgorithm signature(algorithm);
+    details.add("Signature algorithm", "", signature.text);
+    details.add("", "signatureAlgorithm", signature.name);
     details.add("Signature genuine", "signatureGenuine", genuine);
     if (!genuine) {
         details.problem("signature not genuine: the request was altered, or its maker lacks the key");
     }
-    int digest = NID_undef;
-    OBJ_find_sigid_algs(OBJ_obj2nid(algorithm->algorithm), &digest, nullptr);
-    if (digest == NID_md5 || digest == NID_sha1) {
-        details.problem("weak signature algorithm: " + name);
+    if (signature.isBroken() || signature.isWeak()) {
+        details.problem("weak signature algorithm: " + signature.text);
     }
 }
 
 void addExtensions(X509_REQ* request, Details& details) {
-    const auto release = [](STACK_OF(X509_EXTENSION)* stack) {
-        sk_X509_EXTENSION_pop_free(stack, X509_EXTENSION_free);
-    };
-    const std::unique_ptr<STACK_OF(X509_EXTENSION), decltype(release)> extensions(X509_REQ_get_extensions(request),
-                                                                                  release);
-    ERR_clear_error();
+    const OwnedExtensions extensions = extensionsOf(request);
     const std::vector<std::string> names = alternativeNames(extensions.get());
     details.add("", "alternativeNames", names);
     details.add("Alternative names", "", shortened(names));

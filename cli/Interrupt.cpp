@@ -9,8 +9,8 @@ namespace CmnCrypto::Cli {
 
 namespace {
 
-// Read by the handler. The path changes only while the signals are held back.
-char temporaryPath[maximalTemporaryPath + 1];
+// Read by the handler. The paths change only while the signals are held back.
+char temporaryPaths[maximalTemporaryFiles][maximalTemporaryPath + 1];
 volatile sig_atomic_t progressShown = 0;
 volatile sig_atomic_t reportJson = 0;
 
@@ -21,8 +21,10 @@ void writeAll(int descriptor, const char* text) noexcept {
 }
 
 extern "C" void endProcess(int) {
-    if (temporaryPath[0] != '\0') {
-        ::unlink(temporaryPath);
+    for (const auto& path : temporaryPaths) {
+        if (path[0] != '\0') {
+            ::unlink(path);
+        }
     }
     if (progressShown != 0) {
         writeAll(STDERR_FILENO, eraseLine);
@@ -71,8 +73,21 @@ SignalBlock::~SignalBlock() {
     sigprocmask(SIG_SETMASK, &m_before, nullptr);
 }
 
-void setTemporaryFile(const std::string& path) noexcept {
-    std::memcpy(temporaryPath, path.c_str(), path.size() + 1);
+void addTemporaryFile(const std::string& path) noexcept {
+    for (auto& slot : temporaryPaths) {
+        if (slot[0] == '\0') {
+            std::memcpy(slot, path.c_str(), path.size() + 1);
+            return;
+        }
+    }
+}
+
+void removeTemporaryFile(const std::string& path) noexcept {
+    for (auto& slot : temporaryPaths) {
+        if (path == slot) {
+            slot[0] = '\0';
+        }
+    }
 }
 
 void setProgressShown(bool shown) noexcept {

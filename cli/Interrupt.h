@@ -1,5 +1,5 @@
 /** @file
- * What SIGINT, SIGTERM and SIGHUP do: remove the temporary file, tidy the terminal, end with 130.
+ * What SIGINT, SIGTERM and SIGHUP do: remove the temporary files, tidy the terminal, end with 130.
  */
 #ifndef CMNCRYPTO_CLI_INTERRUPT_H
 #define CMNCRYPTO_CLI_INTERRUPT_H
@@ -32,8 +32,13 @@ private:
 /** Longest path that can be registered. */
 constexpr size_t maximalTemporaryPath = 4095;
 
-/** Names the file that an interrupt removes; empty for none. Call it inside a SignalBlock. */
-void setTemporaryFile(const std::string& path) noexcept;
+/** How many files an interrupt can remove; further ones would stay. */
+constexpr size_t maximalTemporaryFiles = 4;
+
+/** Names a file that an interrupt removes. Call it inside a SignalBlock. */
+void addTemporaryFile(const std::string& path) noexcept;
+/** Takes a name back. Call it inside a SignalBlock. */
+void removeTemporaryFile(const std::string& path) noexcept;
 
 /** Says whether a progress bar stands on the terminal's current line. */
 void setProgressShown(bool shown) noexcept;

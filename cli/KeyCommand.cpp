@@ -7,6 +7,7 @@
 #include <openssl/pem.h>
 
 #include "Commands.h"
+#include "FileOption.h"
 #include "KeyDescription.h"
 #include "OpenSslOwner.h"
 #include "PassPhrase.h"
@@ -42,12 +43,13 @@ ExitCode runNew(const NewKeyOptions& options) {
     const auto bits = static_cast<unsigned short>(parseCount("--bits", options.bits, 1024, maximalBits));
     const Secret passPhrase = readOptionalPassPhrase(options.passFile, options.quiet);
     TextOutput output(options.output, true);
+    output.refuseSameAs(options.passFile);
     EVP_PKEY* made = nullptr;
     X509PrivateKey::generatePrivateKey(bits, &made);
     const X509PrivateKey key(made, true);
     const Secret pem = privateKeyPem(key, passPhrase);
     Details details;
-    output.deliver(pem.text(), "pem", details);
+    output.deliver(pem.text(), "", details);
     details.add("", "encrypted", passPhrase.size() > 0);
     KeyDescription(key.getEVPKey()).addTo(details);
     details.printOrWarn(options.output.json, options.quiet);
@@ -59,7 +61,10 @@ std::string formatOf(const std::string& pem) {
     const size_t end = pem.find("PRIVATE KEY-----");
     const size_t start = pem.rfind("-----BEGIN ", end) + std::string("-----BEGIN ").size();
     const std::string kind = pem.substr(start, end - start);
-    return kind.empty() || kind == "ENCRYPTED " ? "PKCS#8" : kind == "RSA " ? "PKCS#1" : kind == "EC " ? "SEC 1" : kind;
+    return kind.empty() || kind == "ENCRYPTED " ? "PKCS#8"
+           : kind == "RSA "                     ? "PKCS#1"
+           : kind == "EC "                      ? "SEC 1"
+                                                : kind.substr(0, kind.size() - 1); // without the blank
 }
 
 std::string publicKeyPem(const EVP_PKEY* key) {
@@ -82,6 +87,7 @@ struct ExaminedKey {
 ExaminedKey examine(const KeyFileOptions& options, Details& details) {
     const Secret passPhrase = readOptionalPassPhrase(options.passFile, options.quiet);
     const Secret pem = privateKeyAsPem(options.input);
+    warnIfReadableByOthers(options.input, options.quiet);
     const int status = X509PrivateKey::getPrivKeyStatus(pem.text(), passPhrase.text());
     const bool encrypted = status == 1 || X509PrivateKey::getPrivKeyStatus(pem.text(), "") == passPhraseMissing;
     details.add("Input", "input", options.input);
@@ -156,7 +162,8 @@ ExitCode runCheck(const KeyFileOptions& options) {
     if (examined.key) {
         checkOpenedKey(options, examined.key->getEVPKey(), details);
     } else {
-        details.problem(unusableKey(inputLabel(options.input), examined.status, examined.encrypted).what());
+        details.problem(std::string("does not open: ") +
+                        unusableKey(inputLabel(options.input), examined.status, examined.encrypted).what());
     }
     details.print(options.json);
     return details.hasProblems() ? ExitCode::negative : ExitCode::success;
@@ -166,7 +173,8 @@ Command addNewCommand(CLI::App& group) {
     auto options = std::make_shared<NewKeyOptions>();
     CLI::App* parser = group.add_subcommand("new", "Make an RSA key");
     parser->add_option("-b,--bits", options->bits, "Length of the modulus, 1024 to 16384")->capture_default_str();
-    parser->add_option("-p,--pass-file", options->passFile, "File whose first line is to encrypt the key");
+    parser->add_option("-p,--pass-file", options->passFile, "File whose first line is to encrypt the key")
+        ->check(namedFile());
     addTextOutputOptions(*parser, options->output);
     parser->add_flag("-q,--quiet", options->quiet, "No warnings");
     return {parser, [options] { return runNew(*options); }};
@@ -176,10 +184,12 @@ Command addNewCommand(CLI::App& group) {
 CLI::App* addKeyFileParser(CLI::App& group, const std::string& name, const std::string& description,
                            KeyFileOptions& options) {
     CLI::App* parser = group.add_subcommand(name, description);
-    parser->add_option("-p,--pass-file", options.passFile, "File whose first line is the pass phrase of the key");
+    parser->add_option("-p,--pass-file", options.passFile, "File whose first line is the pass phrase of the key")
+        ->check(namedFile());
     parser->add_flag("--json", options.json, "Print the result as one JSON document");
     parser->add_flag("-q,--quiet", options.quiet, "No warnings");
-    parser->add_option("FILE", options.input, "Private key in PEM or DER; - or none: standard input");
+    parser->add_option("FILE", options.input, "Private key in PEM or DER; - or none: standard input")
+        ->check(namedFile());
     return parser;
 }
 
@@ -193,7 +203,8 @@ std::vector<Command> addKeyCommands(CLI::App& app) {
     show->add_flag("--public", shown->publicKey, "Print the public key in PEM, nothing else");
     auto checked = std::make_shared<KeyFileOptions>();
     CLI::App* check = addKeyFileParser(*group, "check", "Check that a private key opens and is sound", *checked);
-    check->add_option("--cert", checked->certificate, "Certificate, in PEM or DER, that is to be for this key");
+    check->add_option("--cert", checked->certificate, "Certificate, in PEM or DER, that is to be for this key")
+        ->check(namedFile());
     return {addNewCommand(*group), {show, [shown] { return runShow(*shown); }}, {check, [checked] {
                                                                                      return runCheck(*checked);
                                                                                  }}};

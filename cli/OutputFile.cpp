@@ -127,14 +127,14 @@ void OutputFile::createTemporary(const std::string& folder) {
         throw unwritable(label() + ": no file can be created in " + folder);
     }
     m_temporary = path.data();
-    setTemporaryFile(m_temporary);
+    addTemporaryFile(m_temporary);
 }
 
 void OutputFile::discard() noexcept {
     if (!m_temporary.empty()) {
         const SignalBlock block;
         ::unlink(m_temporary.c_str());
-        setTemporaryFile("");
+        removeTemporaryFile(m_temporary);
         m_temporary.clear();
     }
 }
@@ -197,9 +197,17 @@ void OutputFile::rename() {
     if (!done) {
         throw errno == EEXIST ? exists(m_name) : unwritable(m_name);
     }
-    setTemporaryFile("");
+    removeTemporaryFile(m_temporary);
     m_temporary.clear();
+    m_made = m_existing.st_nlink == 0;
     syncFolder(folderOf(m_path));
+}
+
+void OutputFile::withdraw() noexcept {
+    if (m_made) {
+        ::unlink(m_path.c_str());
+        m_made = false;
+    }
 }
 
 std::string OutputFile::label() const {

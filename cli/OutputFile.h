@@ -45,6 +45,8 @@ public:
     void write(const unsigned char* data, size_t size);
     /** Makes the output appear. @throws Failure (output cannot be written, output exists) */
     void commit();
+    /** Takes a commit() back where nothing had been before it; what it replaced, a pipe or a device stays as it is. */
+    void withdraw() noexcept;
     /** @return whether the output is a terminal */
     bool isTerminal() const noexcept;
 
@@ -64,6 +66,7 @@ private:
     std::string m_temporary; // its path while it has one
     struct stat m_existing;  // the target as found, zero if it was not there
     bool m_force;
+    bool m_made = false; // commit() made a file where none had been
 };
 
 /**

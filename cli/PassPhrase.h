@@ -23,6 +23,8 @@ Secret readOptionalPassPhrase(const std::string& name, bool quiet);
 
 /** Warns of a file with a secret that is open to others. */
 void warnIfReadableByOthers(const std::string& name, const struct stat& status, bool quiet);
+/** As above, for a file that is not open; "-" is none. */
+void warnIfReadableByOthers(const std::string& name, bool quiet);
 
 } // namespace CmnCrypto::Cli
 

@@ -265,7 +265,10 @@ std::string requestAsPem(const std::string& name) {
 }
 
 Secret privateKeyAsPem(const std::string& name) {
-    Secret input = readWhole(name);
+    return privateKeyAsPem(name, readWhole(name));
+}
+
+Secret privateKeyAsPem(const std::string& name, Secret input) {
     if (!isDer(input)) {
         const size_t start = input.text().find(armour);
         if (start == std::string::npos || input.text().find("PRIVATE KEY-----", start) == std::string::npos) {

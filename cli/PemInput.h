@@ -36,6 +36,8 @@ std::string requestAsPem(const std::string& name);
  * @return PEM @throws Failure (input cannot be read), also when there is none
  */
 Secret privateKeyAsPem(const std::string& name);
+/** As above, of an input that was read already. */
+Secret privateKeyAsPem(const std::string& name, Secret input);
 
 } // namespace CmnCrypto::Cli
 

@@ -1,12 +1,16 @@
 #include <algorithm>
+#include <deque>
+#include <filesystem>
 #include <memory>
 #include <string>
-#include <unistd.h>
+#include <system_error>
 #include <vector>
 
 #include "Bundle.h"
 #include "CertificateDate.h"
 #include "Commands.h"
+#include "FileOption.h"
+#include "Interrupt.h"
 #include "KeyDescription.h"
 #include "PassPhrase.h"
 #include "PemInput.h"
@@ -71,7 +75,9 @@ ExitCode runPack(const PackOptions& options) {
     }
     Secret passPhrase = readOptionalPassPhrase(options.passFile, options.key.quiet);
     TextOutput output(options.output, true);
-    output.refuseSameAs(options.key.file);
+    for (const std::string& name : {options.key.file, options.key.passFile, options.passFile}) {
+        output.refuseSameAs(name);
+    }
     for (const std::string& name : options.certificates) {
         output.refuseSameAs(name);
     }
@@ -104,39 +110,49 @@ struct Part {
     Secret content;
 };
 
-/** Writes all parts or none. */
+/** Writes all parts or none. Each output is opened once: the reader of a pipe waits for one writer. */
 void writeParts(const UnpackOptions& options, const std::vector<Part>& parts) {
-    const auto target = [&](const Part& part) {
-        return OutputOptions{part.name, options.force, part.confidential, false};
-    };
+    std::deque<OutputFile> outputs;
     for (const Part& part : parts) {
-        OutputFile(target(part)).refuseSameAs(options.input); // what cannot be written fails before the first is
+        const OutputFile& output =
+            outputs.emplace_back(OutputOptions{part.name, options.force, part.confidential, false});
+        for (const std::string& input : {options.input, options.passFile, options.keyPassFile}) {
+            output.refuseSameAs(input);
+        }
     }
-    std::vector<std::string> written;
+    for (size_t i = 0; i < parts.size(); ++i) {
+        const Secret& content = parts[i].content;
+        outputs[i].write(reinterpret_cast<const unsigned char*>(content.text().data()), content.size());
+    }
+    const SignalBlock block;
     try {
-        for (const Part& part : parts) {
-            OutputFile output(target(part));
-            output.write(reinterpret_cast<const unsigned char*>(part.content.text().data()), part.content.size());
+        for (OutputFile& output : outputs) {
             output.commit();
-            written.push_back(part.name);
         }
     } catch (...) {
-        for (const std::string& name : written) {
-            if (!options.force && name != "-") {
-                ::unlink(name.c_str());
-            }
+        for (OutputFile& output : outputs) {
+            output.withdraw();
         }
         throw;
     }
 }
 
+/** @return the same text for all spellings of one file */
+std::string plainName(const std::string& name) {
+    std::error_code error;
+    const std::filesystem::path absolute = std::filesystem::absolute(name, error);
+    const std::filesystem::path plain = std::filesystem::weakly_canonical(absolute, error);
+    return name.empty() || name == "-" ? name : (error ? absolute.lexically_normal() : plain).string();
+}
+
 void checkUsage(const UnpackOptions& options) {
     std::vector<std::string> names;
     for (const std::string& name : {options.certificateOutput, options.chainOutput, options.keyOutput}) {
-        if (!name.empty() && std::find(names.begin(), names.end(), name) != names.end()) {
+        const std::string plain = plainName(name);
+        if (!name.empty() && std::find(names.begin(), names.end(), plain) != names.end()) {
             throw Failure(ExitCode::usage, name + ": is named twice; give every part an output of its own");
         }
-        names.push_back(name);
+        names.push_back(plain);
     }
     if (options.json && std::find(names.begin(), names.end(), "-") != names.end()) {
         throw Failure(ExitCode::usage, "--json: needs standard output for itself; name an output file");
@@ -216,11 +232,14 @@ Command addPackCommand(CLI::App& group) {
             "--cert", options->certificates,
             "Certificate of the key in PEM or DER, with its chain in the same file or further ones; repeatable")
         ->required()
+        ->check(namedFile())
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->allow_extra_args(false);
-    parser->add_option("-k,--key", options->key.file, "Private key in PEM or DER")->required();
-    parser->add_option("--key-pass-file", options->key.passFile, "File whose first line is the pass phrase of the key");
-    parser->add_option("-p,--pass-file", options->passFile, "File whose first line is the pass phrase for the bundle");
+    parser->add_option("-k,--key", options->key.file, "Private key in PEM or DER")->required()->check(namedFile());
+    parser->add_option("--key-pass-file", options->key.passFile, "File whose first line is the pass phrase of the key")
+        ->check(namedFile());
+    parser->add_option("-p,--pass-file", options->passFile, "File whose first line is the pass phrase for the bundle")
+        ->check(namedFile());
     parser->add_flag("--no-pass-phrase", options->noPassPhrase, "Make a bundle with an empty pass phrase");
     parser->add_option("--name", options->name, "What to call the certificate in the bundle");
     addTextOutputOptions(*parser, options->output);
@@ -232,15 +251,19 @@ Command addPackCommand(CLI::App& group) {
 Command addUnpackCommand(CLI::App& group) {
     auto options = std::make_shared<UnpackOptions>();
     CLI::App* parser = group.add_subcommand("unpack", "Show what a bundle holds, or write it to files in PEM");
-    parser->add_option("-p,--pass-file", options->passFile, "File whose first line is the pass phrase of the bundle");
-    parser->add_option("--cert-out", options->certificateOutput, "File for the certificate of the key");
-    parser->add_option("--chain-out", options->chainOutput, "File for the further certificates");
-    parser->add_option("--key-out", options->keyOutput, "File for the private key, readable by its owner only");
-    parser->add_option("--key-pass-file", options->keyPassFile, "File whose first line is to encrypt that key");
+    parser->add_option("-p,--pass-file", options->passFile, "File whose first line is the pass phrase of the bundle")
+        ->check(namedFile());
+    parser->add_option("--cert-out", options->certificateOutput, "File for the certificate of the key")
+        ->check(namedFile());
+    parser->add_option("--chain-out", options->chainOutput, "File for the further certificates")->check(namedFile());
+    parser->add_option("--key-out", options->keyOutput, "File for the private key, readable by its owner only")
+        ->check(namedFile());
+    parser->add_option("--key-pass-file", options->keyPassFile, "File whose first line is to encrypt that key")
+        ->check(namedFile());
     parser->add_flag("--force", options->force, "Replace existing outputs");
     parser->add_flag("--json", options->json, "Print what the bundle holds as one JSON document");
     parser->add_flag("-q,--quiet", options->quiet, "No warnings");
-    parser->add_option("IN", options->input, "Bundle; - or none: standard input");
+    parser->add_option("IN", options->input, "Bundle; - or none: standard input")->check(namedFile());
     return {parser, [options] { return runUnpack(*options); }};
 }
 

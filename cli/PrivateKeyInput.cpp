@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "FileOption.h"
 #include "KeyDescription.h"
 #include "PassPhrase.h"
 #include "PemInput.h"
@@ -30,14 +31,19 @@ std::string reason(int32_t code, bool encrypted) {
 } // namespace
 
 void addPrivateKeyOptions(CLI::App& parser, PrivateKeyOptions& options) {
-    parser.add_option("-k,--key", options.file, "Private key in PEM or DER; - is standard input")->required();
-    parser.add_option("-p,--pass-file", options.passFile, "File whose first line is the pass phrase of the key");
+    parser.add_option("-k,--key", options.file, "Private key in PEM or DER; - is standard input")
+        ->required()
+        ->check(namedFile());
+    parser.add_option("-p,--pass-file", options.passFile, "File whose first line is the pass phrase of the key")
+        ->check(namedFile());
     parser.add_flag("-q,--quiet", options.quiet, "No warnings");
 }
 
 std::unique_ptr<X509PrivateKey> readPrivateKey(const PrivateKeyOptions& options) {
     const Secret passPhrase = readOptionalPassPhrase(options.passFile, options.quiet);
-    return openPrivateKey(privateKeyAsPem(options.file), passPhrase, inputLabel(options.file));
+    const Secret pem = privateKeyAsPem(options.file);
+    warnIfReadableByOthers(options.file, options.quiet);
+    return openPrivateKey(pem, passPhrase, inputLabel(options.file));
 }
 
 std::unique_ptr<X509PrivateKey> openPrivateKey(const Secret& pem, const Secret& passPhrase, const std::string& label) {

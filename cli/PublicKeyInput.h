@@ -19,11 +19,12 @@ struct PublicKeyOptions {
     std::string certificate;
     std::string request;
     std::string passFile; ///< for a private key
+    bool quiet = false;
 
     bool usesStandardInput() const { return key == "-" || certificate == "-" || request == "-"; }
 };
 
-/** Adds --key, --cert and --csr, of which one has to be given. */
+/** Adds --key, --cert and --csr, of which one has to be given, --pass-file and --quiet. */
 void addPublicKeyOptions(CLI::App& parser, PublicKeyOptions& options);
 
 /**

@@ -17,6 +17,9 @@ namespace CmnCrypto::Cli {
  */
 std::string readableName(const X509_NAME* name);
 
+/** As above in the form of RFC 2253: the last attribute first, no blanks. @return "" for a name without attributes */
+std::string rfc2253Name(const X509_NAME* name);
+
 } // namespace CmnCrypto::Cli
 
 #endif

@@ -5,6 +5,7 @@
 
 #include "FileDescriptor.h"
 #include "Interrupt.h"
+#include "Printable.h"
 #include "Writing.h"
 
 namespace CmnCrypto::Cli {
@@ -26,13 +27,9 @@ void addFailure(Json& document, const Failure& failure) {
 
 void printError(const std::string& text) noexcept {
     try {
-        std::string line = "cmncrypto: " + text;
-        for (char& character : line) {
-            // Names may come from strangers: no escape sequence of theirs reaches the terminal.
-            const auto value = static_cast<unsigned char>(character);
-            character = value < 0x20 || value == 0x7f ? '?' : character;
-        }
-        line = (isProgressShown() ? eraseLine : "") + line + "\n";
+        // Names may come from strangers: no escape sequence of theirs reaches the terminal.
+        const std::string line =
+            (isProgressShown() ? eraseLine : "") + std::string("cmncrypto: ") + printable(text, Backslash::keep) + "\n";
         setProgressShown(false);
         writeFully(STDERR_FILENO, reinterpret_cast<const unsigned char*>(line.data()), line.size(), "standard error");
     } catch (...) {

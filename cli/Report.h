@@ -23,7 +23,7 @@ void printJson(const Json& document);
 /** The members "error", "code" (null without one) and "exit" of a failed result. */
 void addFailure(Json& document, const Failure& failure);
 
-/** Writes "cmncrypto: text" to standard error, erasing a progress bar first. Control characters become '?'. */
+/** Writes "cmncrypto: text" to standard error, erasing a progress bar first, made fit for a terminal by printable(). */
 void printError(const std::string& text) noexcept;
 
 /** Ends the use of standard output. @throws Failure when the system reports a late error (a full disk) */

@@ -51,6 +51,7 @@ ExitCode runSelfSigned(const SelfSignedOptions& options) {
     const std::vector<SubjectAttribute> attributes = parseSubject("--subject", options.subject);
     TextOutput output(options.output, false);
     output.refuseSameAs(options.key.file);
+    output.refuseSameAs(options.key.passFile);
     const auto key = readPrivateKey(options.key);
     const OwnedCertificate made =
         signWith(*key, inputLabel(options.key.file), [&] { return certify(*key, options, days, attributes); });

@@ -3,6 +3,7 @@
 
 #include "Commands.h"
 #include "DigestName.h"
+#include "FileOption.h"
 #include "KeyDescription.h"
 #include "PemInput.h"
 #include "PrivateKeyInput.h"
@@ -26,6 +27,7 @@ ExitCode runSign(const SignOptions& options) {
     }
     TextOutput output(options.output, false);
     output.refuseSameAs(options.key.file);
+    output.refuseSameAs(options.key.passFile);
     output.refuseSameAs(options.input);
     const auto key = readPrivateKey(options.key);
     const std::string data = readSignedData(options.input);
@@ -52,7 +54,7 @@ Command addSignCommand(CLI::App& app) {
     addPrivateKeyOptions(*parser, options->key);
     addDigestOption(*parser, options->algorithm);
     addTextOutputOptions(*parser, options->output);
-    parser->add_option("IN", options->input, "File to sign, read whole; - or none: standard input");
+    parser->add_option("IN", options->input, "File to sign, read whole; - or none: standard input")->check(namedFile());
     return {parser, [options] { return runSign(*options); }};
 }
 

@@ -1,11 +1,13 @@
 #include "TextOutput.h"
 
 #include "Failure.h"
+#include "FileOption.h"
 
 namespace CmnCrypto::Cli {
 
 void addTextOutputOptions(CLI::App& parser, TextOutputOptions& options) {
-    options.given = parser.add_option("-o,--output", options.name, "File to write; - is standard output");
+    options.given =
+        parser.add_option("-o,--output", options.name, "File to write; - is standard output")->check(namedFile());
     parser.add_flag("--force", options.force, "Replace an existing output");
     parser.add_flag("--json", options.json, "Print the result as one JSON document");
 }
@@ -14,6 +16,9 @@ TextOutput::TextOutput(const TextOutputOptions& options, bool confidential) {
     const bool named = options.given->count() > 0;
     if (options.json && named && options.name == "-") {
         throw Failure(ExitCode::usage, "--json: needs standard output for itself; name an output with -o FILE");
+    }
+    if (options.json && !named && confidential) {
+        throw Failure(ExitCode::usage, "--json: a private key goes to a file; give -o FILE");
     }
     if (named || !options.json) {
         m_name = named ? options.name : confidential ? defaultBinaryOutput() : "-";

@@ -24,7 +24,7 @@ struct TextOutputOptions {
 /** Adds --output, --force and --json. */
 void addTextOutputOptions(CLI::App& parser, TextOutputOptions& options);
 
-/** A file or standard output; without a name and with --json a member of the document. */
+/** A file or standard output; without a name and with --json a member of the document, unless it is confidential. */
 class TextOutput {
 public:
     /**

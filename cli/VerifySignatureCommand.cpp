@@ -8,6 +8,7 @@
 #include "Commands.h"
 #include "Details.h"
 #include "DigestName.h"
+#include "FileOption.h"
 #include "KeyDescription.h"
 #include "PemInput.h"
 #include "PublicKeyInput.h"
@@ -39,10 +40,13 @@ struct Signature {
     bool base64;
 };
 
+/** No signature is shorter in Base64: a shorter text is the name of a file that is not there. */
+constexpr size_t shortestText = 64;
+
 /** Takes a file of that name, in Base64 with or without line ends or the bytes themselves, or the text in Base64. */
 Signature readSignature(const std::string& value) {
     std::error_code ignored;
-    const bool file = std::filesystem::exists(value, ignored);
+    const bool file = value == "-" || std::filesystem::exists(value, ignored) || value.size() < shortestText;
     const std::string content = file ? readWhole(value).text() : value;
     std::string text;
     std::copy_if(content.begin(), content.end(), std::back_inserter(text),
@@ -66,8 +70,10 @@ bool isGenuine(const X509PublicKey& key, const std::string& data, Signature& sig
 }
 
 ExitCode runVerify(const VerifyOptions& options) {
-    if (options.input == "-" && (options.signature == "-" || options.key.usesStandardInput())) {
-        throw Failure(ExitCode::usage, "-: standard input is for the data; name files for the rest");
+    if ((options.input == "-" ? 1 : 0) + (options.signature == "-" ? 1 : 0) +
+            (options.key.usesStandardInput() ? 1 : 0) >
+        1) {
+        throw Failure(ExitCode::usage, "-: standard input can be read once only; name files for the rest");
     }
     const auto key = readPublicKey(options.key);
     Signature signature = readSignature(options.signature);
@@ -94,11 +100,15 @@ Command addVerifySignatureCommand(CLI::App& app) {
     auto options = std::make_shared<VerifyOptions>();
     CLI::App* parser = app.add_subcommand("verify-signature", "Verify a signature; exit code 1 when it is not genuine");
     addPublicKeyOptions(*parser, options->key);
-    parser->add_option("-s,--signature", options->signature, "The signature: a file, or the text in Base64")
-        ->required();
+    parser
+        ->add_option("-s,--signature", options->signature,
+                     "The signature: a file, or the text in Base64; - is standard input")
+        ->required()
+        ->check(namedFile());
     addDigestOption(*parser, options->algorithm, "any");
     parser->add_flag("--json", options->json, "Print the result as one JSON document");
-    parser->add_option("IN", options->input, "File that was signed, read whole; - or none: standard input");
+    parser->add_option("IN", options->input, "File that was signed, read whole; - or none: standard input")
+        ->check(namedFile());
     return {parser, [options] { return runVerify(*options); }};
 }
 

@@ -62,6 +62,14 @@ std::vector<Command> addCommands(CLI::App& app) {
     return commands;
 }
 
+/** @return what is wrong, with the unknown word where a misspelt subcommand seems to be missing */
+std::string mistake(const CLI::App& app, const CLI::ParseError& error) {
+    const std::vector<std::string> unknown = app.remaining(true);
+    return error.what() + (unknown.empty() || error.get_name() != "RequiredError"
+                               ? ""
+                               : ", and \"" + unknown.front() + "\" is unknown");
+}
+
 ExitCode parseAndRun(int argc, const char* const* argv) {
     CLI::App app("Digests, random numbers, encrypted streams, certificates and keys through libcmncryptocore",
                  "cmncrypto");
@@ -72,9 +80,10 @@ ExitCode parseAndRun(int argc, const char* const* argv) {
         ->check(CLI::IsMember(logLevelNames()))
         ->capture_default_str();
     app.require_subcommand(1);
-    app.fallthrough(); // global options may follow the subcommand
-    app.footer(exitCodes);
+    app.fallthrough();                                    // global options may follow the subcommand
+    app.footer("cmncrypto --help lists the exit codes."); // inherited by the subcommands
     const std::vector<Command> commands = addCommands(app);
+    app.footer(exitCodes);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& answer) {
@@ -87,7 +96,7 @@ ExitCode parseAndRun(int argc, const char* const* argv) {
             printLine(text);
             return ExitCode::success;
         }
-        throw Failure(ExitCode::usage, std::string("command line: ") + answer.what() +
+        throw Failure(ExitCode::usage, "command line: " + mistake(app, answer) +
                                            "; see cmncrypto --help and cmncrypto SUBCOMMAND --help");
     }
     startLog(logLevel);

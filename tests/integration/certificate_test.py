@@ -46,11 +46,12 @@ SPKI = openssl("pkey", "-pubout", "-outform", "DER", data=ED25519)
 SHORT_KEY = openssl("rsa", "-pubout", "-outform", "DER", data=openssl("genrsa", "1024"))
 pem = lambda content: ssl.DER_cert_to_PEM_cert(content).encode()
 HOST, RSA_WITH = names((0x82, b"host.example")), bytes.fromhex("2a864886f70d0101")
+MD5 = RSA_WITH[:-2] + b"\2\5"
 
 
 def certificate(serial=b"\1", algorithm=RSA_WITH + b"\x0b", subject=((3, 12, b"host"),), start=date(-5), end=date(89),
-                key=SPKI, extensions=(HOST,)):
-    signature = der(0x30, der(6, algorithm), der(5))
+                key=SPKI, extensions=(HOST,), parameters=der(5)):
+    signature = der(0x30, der(6, algorithm), parameters)
     return der(0x30, der(0x30, 
         der(0xa0, der(2, b"\2")), der(2, serial), signature, name((3, 12, b"issuer")),
         der(0x30, der(0x18, start), der(0x18, end)), name(*subject), key,
@@ -83,8 +84,8 @@ class Display(CertificateCase):
             identifier = re.search(r"Key Identifier: *\n +(\S+)", whole)[1]
             for member, expected in (
                     ("problems", []), ("kind", kind), ("bits", bits), ("curve", "secp384r1" if kind == "EC" else None),
-                    ("state", "valid"), ("subject", ask("-subject", "-nameopt", "oneline")),
-                    ("issuerRfc2253", ask("-issuer", "-nameopt", "RFC2253")), ("serialNumber", ask("-serial")),
+                    ("state", "valid"), ("subject", ask("-subject", "-nameopt", "oneline,-esc_msb")), ("version", 3),
+                    ("issuerRfc2253", ask("-issuer", "-nameopt", "RFC2253,-esc_msb")), ("serialNumber", ask("-serial")),
                     ("notAfter", ask("-enddate", "-dateopt", "iso_8601").replace(" ", "T")),
                     ("sha1", ask("-fingerprint", "-sha1")), ("publicKeySha256", hashlib.sha256(public).hexdigest()),
                     ("subjectKeyId", identifier), ("authorityKeyId", identifier), ("ca", True), ("pathLength", 3),
@@ -123,6 +124,9 @@ class Display(CertificateCase):
                 ({"end": b"20380119031407Z"}, [], 0), ({"end": b"20380119031408Z"}, ["date wraps"], 0),
                 ({"end": b"tomorrow"}, ["unreadable date"], 1), ({"start": b""}, ["unreadable date"], 1),
                 ({"algorithm": RSA_WITH + b"\4"}, ["refused signature algorithm"], 1),
+                ({"algorithm": RSA_WITH + b"\2"}, ["refused signature algorithm"], 1),
+                ({"algorithm": RSA_WITH + b"\x0a", "parameters": der(0x30, der(0xa0, der(0x30, der(6, MD5))))},
+                 ["refused signature algorithm"], 1),
                 ({"algorithm": RSA_WITH + b"\5"}, ["weak signature algorithm"], 0),
                 ({"algorithm": b"\x2a\3"}, [], 0), ({"subject": ()}, [], 0), ({"serial": b"\x7f" * 20}, [], 0),
                 ({"serial": b"\0"}, ["unusual serial number"], 0), ({"serial": b"\x80"}, ["unusual serial number"], 0),
@@ -138,6 +142,13 @@ class Display(CertificateCase):
                 self.assertEqual(self.run_command(verb, "show", data=content).count(b"\nProblem:"), len(found))
             self.assertEqual(self.json("cert", "check", data=content, expect=serious)["passed"], not serious)
             self.run_command("cert", "check", "--strict", data=content, expect=len(expected[:1]))
+
+    def test_digest_of_pss(self):
+        for digest, problems in ("sha1", ["weak signature algorithm: rsassaPss with SHA1"]), ("sha256", []):
+            pss = ["-newkey", "rsa:2048", "-nodes", "-keyout", "k", "-subj", "/CN=x", "-" + digest, "-sigopt",
+                   "rsa_padding_mode:pss", "-addext", "subjectAltName=DNS:x"]
+            self.assertEqual(self.json("cert", "check", data=openssl("req", "-x509", *pss))["remarks"], problems)
+            self.assertEqual(self.json("csr", "show", data=openssl("req", "-new", *pss))["problems"], problems)
 
     def test_names_of_strangers(self):
         hostile = b"\x1b[2J\r\n\x07\xc2\x9b31m\xe2\x80\xaemoc.elgoog"
@@ -191,6 +202,8 @@ class Input(CertificateCase):
             for key, more, no in (("key", [], 0), ("raw", [], 0), ("locked", ["-p", "secret"], 0), ("other", [], 1)):
                 self.assertEqual(self.json("cert", "check", "cert", "-k", key, *more, expect=no)["keyMatches"], not no)
             self.refused(6, "--pass-file", "cert", "check", "cert", "-k", "locked")
+        for line in (["-k", ""], ["-k", "key", "-p", ""], ["-p", "secret"]):
+            self.refused(2, "command line: ", "cert", "check", "cert", *line)
 
     def test_urls(self):
         foreign = der(0xa2, der(0xa4, name((3, 12, b"somebody"))))
@@ -204,6 +217,8 @@ class Input(CertificateCase):
             found = self.json(*line, data=content)
             self.assertEqual([re.split("[:/]+", url)[1] for url in found["urls"]], expected.split(), reasons)
             self.assertNotIn(b"\x1b", self.run_command(*line, data=content))
+        self.put("-in", content), self.refused(3, r"none\\u\{9B\}\\u\{202E\}", "cert", "show", "none\u009b\u202e")
+        self.assertIn(b"http://all/", self.run_command("cert", "urls", "-r", "superseded", "./-in"))
         self.assertEqual(self.json("cert", "urls", data=certificate(), expect=1)["urls"], [])
 
 
@@ -257,7 +272,7 @@ class Chain(CertificateCase):
         small = {"preexec_fn": lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (600, 600))}
         long = pem(certificate(extensions=(names((0x82, b"x" * 600)),)))
         for verb in ("cert", "chain"):
-            for target, expect in (("out", 5), ("dangling", 5), ("parts", 5), ("none/x", 4), ("", 2)):
+            for target, expect in (("out", 5), ("dangling", 5), ("parts", 5), ("none/x", 4), ("", 2), ("-", 2)):
                 self.refused(expect, "", verb, "save", "-o", target, "leaf")
             self.refused(4, "new: ", verb, "save", "-o", "new", data=long, **small)
             line = [COMMAND, verb, "save", "-o", verb + ".new", "leaf"]
