@@ -5,7 +5,6 @@
 #include <fstream>
 #include <iterator>
 #include <map>
-#include <regex>
 #include <sstream>
 #include <stdexcept>
 #include <sys/ioctl.h>
@@ -39,6 +38,14 @@ std::string crlBy(EVP_PKEY* key) {
     return written([&](BIO* out) { return PEM_write_bio_X509_CRL(out, crl.get()); });
 }
 
+/** PKCS#1 under the name of PKCS#8. */
+std::string misnamed(std::string text) {
+    for (size_t at = 0; (at = text.find("RSA PRIVATE", at)) != std::string::npos;) {
+        text.erase(at, 4);
+    }
+    return text;
+}
+
 std::string block(const std::string& form, std::string how, const std::string& kind) {
     const Owned<EVP_CIPHER> cipher(how.empty() ? nullptr : EVP_CIPHER_fetch(legacyContext(), how.c_str(), nullptr));
     std::replace(how.begin(), how.end(), '_', ' ');
@@ -47,7 +54,7 @@ std::string block(const std::string& form, std::string how, const std::string& k
            : form == "bad"    ? "-----BEGIN " + how + "-----\nAAAA\n-----END " + how + "-----\n"
            : form == "locked" ? lockedPem(how, makeCertificate(kind).get())
            : form == "cert"   ? pem(makeCertificate(kind).get())
-           : form == "pkcs1"  ? std::regex_replace(pem(keyOf(kind), nullptr, true), std::regex("RSA PRIV"), "PRIV")
+           : form == "pkcs1"  ? misnamed(pem(keyOf(kind), nullptr, true))
            : form == "crl"    ? crlBy(keyOf(kind))
            : form == "public" ? publicPem(keyOf(kind))
            : form == "pbe"    ? oldPem(keyOf(kind), OBJ_txt2nid(how.c_str()))
