@@ -21,12 +21,16 @@ constexpr const char* function = "X509PrivateKey::getCSR";
     throw std::string(text);
 }
 
-void setSubject(X509_REQ* request, const std::string& commonName) {
+void setSubject(X509_REQ* request, const std::string& commonName, bool hasAlternativeNames) {
     const OpenSslPtr<X509_NAME> name(X509_NAME_new());
     if (!name) {
         failRequest("Failed to create X509_NAME object");
     }
-    const auto* text = reinterpret_cast<const unsigned char*>(commonName.c_str());
+    if (commonName.empty() && !hasAlternativeNames) {
+        failAsString("CommonName and SubjectAltName is empty.");
+    }
+    // Callers recognise a request for alternative names alone by this subject.
+    const auto* text = reinterpret_cast<const unsigned char*>(commonName.empty() ? "/" : commonName.c_str());
     if (X509_NAME_add_entry_by_txt(name.get(), "CN", MBSTRING_ASC, text, -1, -1, 0) != 1) {
         failRequest("Error adding host name in subject.");
     }
@@ -80,10 +84,7 @@ std::string X509PrivateKey::getCSR(const std::string& commonName, const std::str
         failRequest("Failed to create X509_REQ object");
     }
     const bool hasKey = m_key != nullptr && X509_REQ_set_pubkey(request.get(), m_key) == 1;
-    if (commonName.empty() && subjectAltNames.empty()) {
-        failAsString("CommonName and SubjectAltName is empty.");
-    }
-    setSubject(request.get(), commonName.empty() ? "/" : commonName);
+    setSubject(request.get(), commonName, !subjectAltNames.empty());
     if (!subjectAltNames.empty()) {
         addAlternativeNames(request.get(), subjectAltNames);
     }
