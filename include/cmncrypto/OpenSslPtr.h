@@ -12,9 +12,11 @@ struct PKCS12_st;
 struct X509_extension_st;
 struct X509_req_st;
 struct X509_sig_st;
+struct X509_VERIFY_PARAM_st;
 struct stack_st_DIST_POINT;
 struct stack_st_GENERAL_NAME;
 struct stack_st_X509;
+struct stack_st_X509_CRL;
 struct stack_st_X509_EXTENSION;
 struct stack_st_X509_INFO;
 
@@ -27,6 +29,7 @@ struct OpenSslDeleter {
     void operator()(AUTHORITY_KEYID* object) const noexcept;
     void operator()(BIGNUM* object) const noexcept;
     void operator()(BIO* chain) const noexcept; ///< the whole chain
+    void operator()(char* text) const noexcept; ///< text that OpenSSL has allocated
     void operator()(DH* object) const noexcept;
     void operator()(EVP_CIPHER* object) const noexcept;
     void operator()(EVP_CIPHER_CTX* object) const noexcept;
@@ -42,13 +45,18 @@ struct OpenSslDeleter {
     void operator()(PKCS8_PRIV_KEY_INFO* object) const noexcept;
     void operator()(RSA* object) const noexcept;
     void operator()(X509* object) const noexcept;
+    void operator()(X509_CRL* object) const noexcept;
     void operator()(X509_extension_st* object) const noexcept;
     void operator()(X509_NAME* object) const noexcept;
     void operator()(X509_req_st* object) const noexcept;
     void operator()(X509_sig_st* object) const noexcept;
+    void operator()(X509_STORE* object) const noexcept;
+    void operator()(X509_STORE_CTX* object) const noexcept;
+    void operator()(X509_VERIFY_PARAM_st* object) const noexcept;
     void operator()(stack_st_DIST_POINT* stack) const noexcept; ///< with its elements, as all stacks here
     void operator()(stack_st_GENERAL_NAME* stack) const noexcept;
     void operator()(stack_st_X509* stack) const noexcept;
+    void operator()(stack_st_X509_CRL* stack) const noexcept;
     void operator()(stack_st_X509_EXTENSION* stack) const noexcept;
     void operator()(stack_st_X509_INFO* stack) const noexcept;
     /// @endcond

@@ -255,6 +255,18 @@ CMNCRYPTO_API int generateX509LeafCertificate_c(const char* path, cmncrypto_cert
 CMNCRYPTO_API int is_private_key_file_encrypted_c(const char* path, cmncrypto_cert_log_cb logger, int* encrypted);
 /** @} */
 
+/** @name Revocation
+ * @{ */
+
+/**
+ * Translates a status number of the revocation checks into the X509_V_ERR_ value with which a verification callback
+ * reports it to OpenSSL (X509_STORE_CTX_set_error()).
+ * @param code 0, or 1, 3, 4, 6, 7, 8, 10 in the numbering of CCRYPTStatus
+ * @return the verify error; 1 (X509_V_ERR_UNSPECIFIED) for any other number
+ */
+CMNCRYPTO_API int cmncrypto_getSSLVerifyErrorCode(int code);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif

@@ -32,6 +32,13 @@ typedef enum _BIGNUM_CONVERSION CMNCRYPTO_ENUM_BASE {
     BIGNUM_TO_DEC = 1  /**< decimal, the bytes read as one big-endian unsigned integer */
 } _BIGNUM_CONVERSION;
 
+/** Whose revocation is checked. */
+typedef enum crl_check_level CMNCRYPTO_ENUM_BASE {
+    CRL_CHECK_DISABLED = 0, /**< nobody's; refused where a level is asked for */
+    CRL_CHECK_LEAF = 1,     /**< the leaf certificate's */
+    CRL_CHECK_CHAIN = 2     /**< that of every certificate of the chain */
+} crl_check_level;
+
 /**
  * A library object in the hands of a host that has no classes. The host owns the record, the library the
  * object: start with {0, NULL}, fill it with CmnCrypto_init_hasher(), empty it with CmnCrypto_release_Obj().
@@ -63,7 +70,7 @@ typedef struct subTokenValuePair {
 } subTokenValuePair;
 
 #ifdef __cplusplus
-/** The common cryptography library: digests, random numbers, encrypted streams, certificates. */
+/** The common cryptography library: digests, random numbers, encrypted streams, certificates, revocation. */
 namespace CmnCrypto {
 using ::_BIGNUM_CONVERSION;
 using ::_HASH_ALGO;
@@ -74,6 +81,10 @@ using ::cmncrypto_cert_log_cb;
 using ::cmncrypto_log_cb;
 using ::cmncrypto_log_detail_cb;
 using ::CmnCryptoHandle;
+using ::CRL_CHECK_CHAIN;
+using ::CRL_CHECK_DISABLED;
+using ::CRL_CHECK_LEAF;
+using ::crl_check_level;
 using ::HASH_ALGO_MD5;
 using ::HASH_ALGO_NONE;
 using ::HASH_ALGO_SHA1;

@@ -10,6 +10,9 @@
 namespace CmnCrypto {
 
 /** Product status codes. */
+constexpr int32_t codeRevocationData = 1; ///< data of a revocation check are bad or unusable
+constexpr int32_t codeRevocationMemory = 2;
+constexpr int32_t codeRevocationArgument = 5;
 constexpr int32_t codeAllocationFailed = 10; ///< of an OpenSSL object
 constexpr int32_t codeOpenFailed = 12;
 constexpr int32_t codeReadFailed = 13;
@@ -23,9 +26,18 @@ constexpr int32_t codeNoDigest = 5902;
 constexpr int32_t codeDateUnreadable = 5904;
 constexpr int32_t codeNoSuchCertificate = 5949;
 constexpr int32_t codeChainFileExists = 5967;
+constexpr int32_t codeChainUnusable = 5942;
 constexpr int32_t codeKeyEncrypted = 5999;
+constexpr int32_t codeVerificationFailed = 7627; ///< it could not begin
+constexpr int32_t codeNotCrl = 7654;
 constexpr int32_t codeFipsRefused = 8787;
 constexpr int32_t codeSignatureRefused = 8799;
+constexpr int32_t codeVerifyParameters = 9105;
+constexpr int32_t codeCrlNotWritten = 9300;
+constexpr int32_t codeCrlNotRead = 9301;
+constexpr int32_t codeStackRefused = 9307;
+constexpr int32_t codeCrlFileNotRead = 9308;
+constexpr int32_t codeCrlFlags = 9320;
 constexpr int32_t codeNoUrls = 9323;
 
 /** Logs one text and throws a CmnException with another: callers rely on both, and they often differ. */

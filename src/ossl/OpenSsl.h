@@ -15,7 +15,9 @@
 #include <openssl/provider.h>
 #include <openssl/rand.h>
 #include <openssl/rsa.h>
+#include <openssl/ssl.h>
 #include <openssl/x509.h>
+#include <openssl/x509_vfy.h>
 #include <openssl/x509v3.h>
 
 #include "cmncrypto/OpenSslPtr.h"

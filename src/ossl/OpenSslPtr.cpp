@@ -19,6 +19,9 @@ void OpenSslDeleter::operator()(BIGNUM* object) const noexcept {
 void OpenSslDeleter::operator()(BIO* chain) const noexcept {
     BIO_free_all(chain);
 }
+void OpenSslDeleter::operator()(char* text) const noexcept {
+    OPENSSL_free(text);
+}
 void OpenSslDeleter::operator()(DH* object) const noexcept {
     DH_free(object);
 }
@@ -64,6 +67,9 @@ void OpenSslDeleter::operator()(RSA* object) const noexcept {
 void OpenSslDeleter::operator()(X509* object) const noexcept {
     X509_free(object);
 }
+void OpenSslDeleter::operator()(X509_CRL* object) const noexcept {
+    X509_CRL_free(object);
+}
 void OpenSslDeleter::operator()(X509_EXTENSION* object) const noexcept {
     X509_EXTENSION_free(object);
 }
@@ -76,6 +82,15 @@ void OpenSslDeleter::operator()(X509_REQ* object) const noexcept {
 void OpenSslDeleter::operator()(X509_SIG* object) const noexcept {
     X509_SIG_free(object);
 }
+void OpenSslDeleter::operator()(X509_STORE* object) const noexcept {
+    X509_STORE_free(object);
+}
+void OpenSslDeleter::operator()(X509_STORE_CTX* object) const noexcept {
+    X509_STORE_CTX_free(object);
+}
+void OpenSslDeleter::operator()(X509_VERIFY_PARAM* object) const noexcept {
+    X509_VERIFY_PARAM_free(object);
+}
 void OpenSslDeleter::operator()(stack_st_DIST_POINT* stack) const noexcept {
     CRL_DIST_POINTS_free(stack);
 }
@@ -84,6 +99,9 @@ void OpenSslDeleter::operator()(stack_st_GENERAL_NAME* stack) const noexcept {
 }
 void OpenSslDeleter::operator()(stack_st_X509* stack) const noexcept {
     sk_X509_pop_free(stack, X509_free);
+}
+void OpenSslDeleter::operator()(stack_st_X509_CRL* stack) const noexcept {
+    sk_X509_CRL_pop_free(stack, X509_CRL_free);
 }
 void OpenSslDeleter::operator()(stack_st_X509_EXTENSION* stack) const noexcept {
     sk_X509_EXTENSION_pop_free(stack, X509_EXTENSION_free);

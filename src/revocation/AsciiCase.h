@@ -1,0 +1,22 @@
+#ifndef CMNCRYPTO_REVOCATION_ASCIICASE_H
+#define CMNCRYPTO_REVOCATION_ASCIICASE_H
+
+namespace CmnCrypto {
+
+/** @return an ASCII letter in lower case, anything else as it is, whatever the locale of the host */
+constexpr char lowerCase(char letter) {
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+/** @return whether @p text begins with @p prefix, which is in lower case, in any case */
+constexpr bool beginsWithIgnoringCase(const char* text, const char* prefix) {
+    while (*prefix != '\0' && lowerCase(*text) == *prefix) {
+        ++text;
+        ++prefix;
+    }
+    return *prefix == '\0';
+}
+
+} // namespace CmnCrypto
+
+#endif

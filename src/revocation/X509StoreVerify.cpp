@@ -1,0 +1,101 @@
+// The verification itself.
+
+#include <new>
+#include <utility>
+
+#include "cmncrypto/CmnApi.h"
+#include "cmncrypto/X509Store.h"
+#include "frame/Failure.h"
+#include "ossl/ErrorQueue.h"
+
+namespace CmnCrypto {
+
+namespace {
+
+constexpr const char* tag = "verifyX509Cert(X509 cert)";
+
+/** @return references to the certificates of a chain */
+OpenSslPtr<STACK_OF(X509)> referencesTo(const X509CertChain& chain) {
+    OpenSslPtr<STACK_OF(X509)> stack(sk_X509_new_reserve(nullptr, static_cast<int>(chain.getCertChainLength())));
+    if (!stack) {
+        throw std::bad_alloc();
+    }
+    for (auto certificate = chain.getCertChainBegin(); certificate != chain.getCertChainEnd(); ++certificate) {
+        X509* const x509 = (*certificate)->getX509();
+        X509_up_ref(x509);
+        sk_X509_push(stack.get(), x509); // there is room
+    }
+    return stack;
+}
+
+} // namespace
+
+int X509Store::verifyX509Cert(const std::string& pemChain) try {
+    CmnApi::initOpenssl();
+    const ossl::ErrorScope errors;
+    m_status.verified = false;
+    const X509CertChain chain(pemChain, INIT_TYPE_BLOB);
+    const OpenSslPtr<STACK_OF(X509)> untrusted = referencesTo(chain);
+    const OpenSslPtr<X509_STORE_CTX> context(X509_STORE_CTX_new());
+    if (!context) {
+        failWithSslErrors(tag, "Failed to allocate memory for X509_STORE_CTX with error %s",
+                          "Failed to allocate memory for X509_STORE_CTX.", codeNoMemory);
+    }
+    if (X509_STORE_CTX_init(context.get(), m_store.get(), sk_X509_value(untrusted.get(), 0), untrusted.get()) != 1) {
+        failWithSslErrors(tag, "Failed to initialize X509_STORE_CTX with error %s",
+                          "Failed to initialize X509_STORE_CTX.", codeVerificationFailed);
+    }
+    if (m_crls) {
+        X509_STORE_CTX_set0_crls(context.get(), m_crls->getX509Crls());
+    }
+    if (m_trusted) {
+        X509_STORE_CTX_set0_trusted_stack(context.get(), m_trusted.get());
+    }
+    return X509_verify_cert(context.get()) == 1 ? accept(context.get()) : reject(context.get());
+} catch (const CmnException& failure) {
+    m_status.code = failure.getErrorCode();
+    m_status.message = failure.what();
+    throw;
+}
+
+/** Keeps the chain that OpenSSL has built. @return whether there is one, from now or from before */
+bool X509Store::keepChain(const X509_STORE_CTX* context) {
+    if (const STACK_OF(X509)* const built = X509_STORE_CTX_get0_chain(context)) {
+        clogmsg(logInfo, tag, "Found verified certChain creating certChain object");
+        m_verifiedChain = std::make_unique<X509CertChain>(built);
+    }
+    return m_verifiedChain != nullptr;
+}
+
+int X509Store::accept(const X509_STORE_CTX* context) {
+    const bool kept = keepChain(context);
+    m_status.verified = true;
+    if (!kept) {
+        clogmsg(logFailure, tag, "Failed to get verified chain from X509_STORE_CTX with error %s",
+                drainSslErrors().c_str());
+        m_status.code = codeNoMemory;
+        m_status.message = "Failed to get verified chain from X509_STORE_CTX.";
+        return -1;
+    }
+    m_status.code = 0;
+    m_status.message = "Certificate verified successfully.";
+    return 0;
+}
+
+int X509Store::reject(const X509_STORE_CTX* context) {
+    const int error = X509_STORE_CTX_get_error(context);
+    const int depth = X509_STORE_CTX_get_error_depth(context);
+    const char* const reason = X509_verify_cert_error_string(error);
+    m_status.code = error;
+    m_status.message = "Certificate verification failed, depth = " + std::to_string(depth) +
+                       ", error = " + std::to_string(error) + " (" + (reason == nullptr ? "NULL" : reason) + ").";
+    int result = 0;
+    if (!keepChain(context)) {
+        clogmsg(logFailure, tag, "Failed to get verified chain from X509_STORE_CTX");
+        result = -1;
+    }
+    clogmsg(logFailure, tag, "%s", m_status.message.c_str());
+    return result;
+}
+
+} // namespace CmnCrypto
