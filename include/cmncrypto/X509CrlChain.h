@@ -24,6 +24,8 @@ public:
      *         block is malformed or there is no list
      */
     explicit X509CrlChain(const std::string& pem);
+    X509CrlChain(const X509CrlChain& other) = delete;
+    X509CrlChain& operator=(const X509CrlChain& other) = delete;
     ~X509CrlChain();
 
     /** @return the number of lists @throws CmnException -1 */
@@ -39,8 +41,6 @@ public:
     STACK_OF(X509_CRL)* getX509Crls() const noexcept;
 
 private:
-    X509CrlChain(const X509CrlChain& other);
-    X509CrlChain& operator=(const X509CrlChain& other);
     int extractX509CrlFromString();
 
     std::string m_crlChainBlob;

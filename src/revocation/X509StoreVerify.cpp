@@ -33,7 +33,7 @@ OpenSslPtr<STACK_OF(X509)> referencesTo(const X509CertChain& chain) {
 int X509Store::verifyX509Cert(const std::string& pemChain) try {
     CmnApi::initOpenssl();
     const ossl::ErrorScope errors;
-    m_status.verified = false;
+    m_status = {}; // whatever ends the call early, the outcome before is not this one's
     const X509CertChain chain(pemChain, INIT_TYPE_BLOB);
     const OpenSslPtr<STACK_OF(X509)> untrusted = referencesTo(chain);
     const OpenSslPtr<X509_STORE_CTX> context(X509_STORE_CTX_new());
