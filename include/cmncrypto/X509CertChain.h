@@ -91,6 +91,8 @@ public:
     void saveToFile(const std::string& path) const;
 
 private:
+    friend class X509Store; ///< whose chains refer to certificates that OpenSSL has parsed already
+
     void initUsingPath(const std::string& path);
     void initUsingBlob(const std::string& blob, bool leafOnly);
     void pushCertToVector(X509* certificate);

@@ -5,6 +5,7 @@
 #include "cmncrypto/CmnApi.h"
 #include "frame/Failure.h"
 #include "ossl/ErrorQueue.h"
+#include "x509/ChainReferences.h"
 
 namespace CmnCrypto {
 
@@ -82,7 +83,7 @@ X509Store& X509Store::operator=(const X509Store& other) {
 X509Store::~X509Store() = default;
 
 void X509Store::setTrustedCerts(const std::string& pem) {
-    m_trusted.reset(X509CertChain(pem, INIT_TYPE_BLOB).getX509CertificateStack());
+    m_trusted = referencesTo(X509CertChain(pem, INIT_TYPE_BLOB));
 }
 
 void X509Store::setCrl(const std::string& pem) {

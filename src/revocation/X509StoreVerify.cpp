@@ -1,32 +1,20 @@
 // The verification itself.
 
-#include <new>
+#include <memory>
+#include <string>
 #include <utility>
 
 #include "cmncrypto/CmnApi.h"
 #include "cmncrypto/X509Store.h"
 #include "frame/Failure.h"
 #include "ossl/ErrorQueue.h"
+#include "x509/ChainReferences.h"
 
 namespace CmnCrypto {
 
 namespace {
 
 constexpr const char* tag = "verifyX509Cert(X509 cert)";
-
-/** @return references to the certificates of a chain */
-OpenSslPtr<STACK_OF(X509)> referencesTo(const X509CertChain& chain) {
-    OpenSslPtr<STACK_OF(X509)> stack(sk_X509_new_reserve(nullptr, static_cast<int>(chain.getCertChainLength())));
-    if (!stack) {
-        throw std::bad_alloc();
-    }
-    for (auto certificate = chain.getCertChainBegin(); certificate != chain.getCertChainEnd(); ++certificate) {
-        X509* const x509 = (*certificate)->getX509();
-        X509_up_ref(x509);
-        sk_X509_push(stack.get(), x509); // there is room
-    }
-    return stack;
-}
 
 } // namespace
 
@@ -62,7 +50,13 @@ int X509Store::verifyX509Cert(const std::string& pemChain) try {
 bool X509Store::keepChain(const X509_STORE_CTX* context) {
     if (const STACK_OF(X509)* const built = X509_STORE_CTX_get0_chain(context)) {
         clogmsg(logInfo, tag, "Found verified certChain creating certChain object");
-        m_verifiedChain = std::make_unique<X509CertChain>(built);
+        // The very certificates, not copies of them: parsing one with its key costs as much as checking a signature.
+        auto chain = std::make_unique<X509CertChain>();
+        for (int i = 0; i < sk_X509_num(built); ++i) {
+            X509_up_ref(sk_X509_value(built, i));
+            chain->pushCertToVector(sk_X509_value(built, i));
+        }
+        m_verifiedChain = std::move(chain);
     }
     return m_verifiedChain != nullptr;
 }
