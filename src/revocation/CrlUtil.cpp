@@ -119,7 +119,7 @@ std::string CrlUtil::getCertIssuerNameHashInHex(X509* certificate) {
     return text;
 }
 
-std::string CrlUtil::getCertSerialNumberInHex(X509* certificate) {
+std::string CrlUtil::getCertSerialNumberInHex(X509* certificate) try {
     if (certificate == nullptr) {
         return {};
     }
@@ -127,6 +127,8 @@ std::string CrlUtil::getCertSerialNumberInHex(X509* certificate) {
     const OpenSslPtr<BIGNUM> number(ASN1_INTEGER_to_BN(X509_get0_serialNumber(certificate), nullptr));
     const OpenSslPtr<char> text(number ? BN_bn2hex(number.get()) : nullptr);
     return text ? text.get() : "";
+} catch (const std::bad_alloc&) {
+    return {};
 }
 
 int CrlUtil::getCrlQxuStatusFromSSLerr(int verifyError) {

@@ -50,12 +50,6 @@ X509Store::X509Store(const X509Store& other) : X509Store() {
     if (other.m_trusted) {
         m_trusted.reset(X509_chain_up_ref(other.m_trusted.get())); // certificates never change
     }
-    if (other.m_crls) {
-        m_crls = std::make_unique<X509CrlChain>(other.m_crls->getCrlChainBlob());
-    }
-    if (other.m_verifiedChain) {
-        m_verifiedChain = copyOf(*other.m_verifiedChain);
-    }
     if (other.m_verifyParam) {
         m_verifyParam.reset(X509_VERIFY_PARAM_new());
     }
@@ -64,6 +58,12 @@ X509Store::X509Store(const X509Store& other) : X509Store() {
         X509_STORE_set1_param(m_store.get(), X509_STORE_get0_param(other.m_store.get())) != 1) {
         failWithSslErrors(function, "Failed to copy X509_STORE with error %s", "Failed to copy X509_STORE.",
                           codeNoMemory);
+    }
+    if (other.m_crls) {
+        m_crls = std::make_unique<X509CrlChain>(other.m_crls->getCrlChainBlob());
+    }
+    if (other.m_verifiedChain) {
+        m_verifiedChain = copyOf(*other.m_verifiedChain);
     }
     setVerifyCallback(X509_STORE_get_verify_cb(other.m_store.get()));
     m_status = other.m_status;

@@ -62,17 +62,13 @@ bool X509Store::keepChain(const X509_STORE_CTX* context) {
 }
 
 int X509Store::accept(const X509_STORE_CTX* context) {
-    const bool kept = keepChain(context);
-    m_status.verified = true;
-    if (!kept) {
+    if (!keepChain(context)) {
         clogmsg(logFailure, tag, "Failed to get verified chain from X509_STORE_CTX with error %s",
                 drainSslErrors().c_str());
-        m_status.code = codeNoMemory;
-        m_status.message = "Failed to get verified chain from X509_STORE_CTX.";
+        m_status = {true, codeNoMemory, "Failed to get verified chain from X509_STORE_CTX."};
         return -1;
     }
-    m_status.code = 0;
-    m_status.message = "Certificate verified successfully.";
+    m_status = {true, 0, "Certificate verified successfully."};
     return 0;
 }
 
