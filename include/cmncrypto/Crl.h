@@ -118,7 +118,8 @@ public:
      * certificate of @p caBundle, the age, the serial number. Nothing is remembered from one call to the next. Whether
      * the list comes from the certificate's issuer, and nextUpdate, are not looked at; see X509Store for both.
      * @param caBundle the issuer of the list comes first; no other certificate is tried
-     * @param maxAgeSeconds how long ago the list may have been issued
+     * @param maxAgeSeconds how long ago the list may have been issued. An age that reaches back before the year 1900 is
+     *                      beyond OpenSSL's arithmetic (code 1): "any age" is 100 years, say, not UINT_MAX
      * @param certificate the certificate in question
      * @param info filled for a revoked certificate, otherwise left as it is; what its serialNumber pointed to before
      *             is not released
