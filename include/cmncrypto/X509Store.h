@@ -34,7 +34,7 @@ class CMNCRYPTO_API X509Store {
 public:
     /** @throws CmnException 36 when memory is short */
     X509Store();
-    /** Copies trust, lists, level, callback and outcome. @throws CmnException 36 when memory is short */
+    /** Copies trust, lists, level, callback and outcome. @throws CmnException 36 or -1 when memory is short */
     X509Store(const X509Store& other);
     /** As the copy constructor; after a failure the object is as it was. */
     X509Store& operator=(const X509Store& other);
@@ -87,6 +87,7 @@ public:
 
 private:
     void setVerifyParam(const X509_VERIFY_PARAM* param);
+    static std::unique_ptr<X509CertChain> chainOver(const STACK_OF(X509)* certificates);
     bool keepChain(const X509_STORE_CTX* context);
     int accept(const X509_STORE_CTX* context);
     int reject(const X509_STORE_CTX* context);

@@ -11,15 +11,6 @@ namespace CmnCrypto {
 
 namespace {
 
-/** A real copy of a chain, whose own copies share their certificates. */
-std::unique_ptr<X509CertChain> copyOf(const X509CertChain& chain) {
-    auto copy = std::make_unique<X509CertChain>();
-    for (auto certificate = chain.getCertChainBegin(); certificate != chain.getCertChainEnd(); ++certificate) {
-        copy->addCertToCertChain(**certificate);
-    }
-    return copy;
-}
-
 unsigned long checkFlags(crl_check_level level) {
     switch (level) {
     case CRL_CHECK_LEAF:
@@ -63,7 +54,7 @@ X509Store::X509Store(const X509Store& other) : X509Store() {
         m_crls = std::make_unique<X509CrlChain>(other.m_crls->getCrlChainBlob());
     }
     if (other.m_verifiedChain) {
-        m_verifiedChain = copyOf(*other.m_verifiedChain);
+        m_verifiedChain = chainOver(referencesTo(*other.m_verifiedChain).get());
     }
     setVerifyCallback(X509_STORE_get_verify_cb(other.m_store.get()));
     m_status = other.m_status;

@@ -46,17 +46,21 @@ int X509Store::verifyX509Cert(const std::string& pemChain) try {
     throw;
 }
 
+/** The very certificates, not copies of them: parsing one with its key costs as much as checking a signature. */
+std::unique_ptr<X509CertChain> X509Store::chainOver(const STACK_OF(X509)* certificates) {
+    auto chain = std::make_unique<X509CertChain>();
+    for (int i = 0; i < sk_X509_num(certificates); ++i) {
+        X509_up_ref(sk_X509_value(certificates, i));
+        chain->pushCertToVector(sk_X509_value(certificates, i));
+    }
+    return chain;
+}
+
 /** Keeps the chain that OpenSSL has built. @return whether there is one, from now or from before */
 bool X509Store::keepChain(const X509_STORE_CTX* context) {
     if (const STACK_OF(X509)* const built = X509_STORE_CTX_get0_chain(context)) {
         clogmsg(logInfo, tag, "Found verified certChain creating certChain object");
-        // The very certificates, not copies of them: parsing one with its key costs as much as checking a signature.
-        auto chain = std::make_unique<X509CertChain>();
-        for (int i = 0; i < sk_X509_num(built); ++i) {
-            X509_up_ref(sk_X509_value(built, i));
-            chain->pushCertToVector(sk_X509_value(built, i));
-        }
-        m_verifiedChain = std::move(chain);
+        m_verifiedChain = chainOver(built);
     }
     return m_verifiedChain != nullptr;
 }

@@ -88,6 +88,10 @@ void clear() {
     seen.clear();
 }
 
+bool setActive(bool isActive) {
+    return std::exchange(active, isActive);
+}
+
 std::vector<size_t> lengths(const std::string& function) {
     return seen[function];
 }
@@ -199,6 +203,31 @@ WRAP(PEM_read_bio_PrivateKey, EVP_PKEY*, P4(BIO*, EVP_PKEY**, pem_password_cb*, 
 WRAP(PEM_X509_INFO_read_bio, STACK_OF(X509_INFO)*, P4(BIO*, STACK_OF(X509_INFO)*, pem_password_cb*, void*), nullptr)
 WRAP(OPENSSL_sk_new_null, OPENSSL_STACK*, P0, nullptr)
 WRAP(OPENSSL_sk_push, int, P2(OPENSSL_STACK*, const void*), 0)
+WRAP(d2i_X509_CRL, X509_CRL*, P3(X509_CRL**, In*, long), (ERR_raise(ERR_LIB_ASN1, ERR_R_MALLOC_FAILURE), nullptr))
+WRAP(i2d_X509_CRL, int, P2(const X509_CRL*, unsigned char**), -1)
+WRAP(PEM_read_bio_X509_CRL, X509_CRL*, P4(BIO*, X509_CRL**, pem_password_cb*, void*), nullptr)
+WRAP(X509_CRL_dup, X509_CRL*, P1(const X509_CRL*), nullptr)
+WRAP(X509_CRL_verify, int, P2(X509_CRL*, EVP_PKEY*), -1)
+WRAP(X509_CRL_get_issuer, X509_NAME*, P1(const X509_CRL*), nullptr)
+WRAP(X509_CRL_get0_lastUpdate, const ASN1_TIME*, P1(const X509_CRL*), nullptr)
+WRAP(X509_EXTENSION_get_data, ASN1_OCTET_STRING*, P1(X509_EXTENSION*), nullptr)
+WRAP(X509_get0_pubkey, EVP_PKEY*, P1(const X509*), nullptr)
+WRAP(X509_get0_serialNumber, const ASN1_INTEGER*, P1(const X509*), nullptr)
+WRAP(X509_get_issuer_name, X509_NAME*, P1(const X509*), nullptr)
+WRAP(GENERAL_NAME_get0_value, void*, P2(const GENERAL_NAME*, int*), nullptr)
+WRAP(ASN1_STRING_get0_data, In, P1(const ASN1_STRING*), nullptr)
+WRAP(ASN1_TIME_adj, ASN1_TIME*, P4(ASN1_TIME*, time_t, int, long), nullptr)
+WRAP(OPENSSL_sk_value, void*, P2(const OPENSSL_STACK*, int), nullptr)
+WRAP(OPENSSL_sk_new_reserve, OPENSSL_STACK*, P2(OPENSSL_sk_compfunc, int), nullptr)
+WRAP(X509_verify_cert, int, P1(X509_STORE_CTX*), (X509_STORE_CTX_set_error(a, X509_V_ERR_OUT_OF_MEM), -1))
+WRAP(X509_verify_cert_error_string, const char*, P1(long), nullptr)
+WRAP(X509_STORE_new, X509_STORE*, P0, nullptr)
+WRAP(X509_STORE_set1_param, int, P2(X509_STORE*, const X509_VERIFY_PARAM*), 0)
+WRAP(X509_STORE_CTX_new, X509_STORE_CTX*, P0, nullptr)
+WRAP(X509_STORE_CTX_init, int, P4(X509_STORE_CTX*, X509_STORE*, X509*, STACK_OF(X509)*), 0)
+WRAP(X509_STORE_CTX_get0_chain, STACK_OF(X509)*, P1(const X509_STORE_CTX*), nullptr)
+WRAP(X509_VERIFY_PARAM_new, X509_VERIFY_PARAM*, P0, nullptr)
+WRAP(X509_VERIFY_PARAM_set_flags, int, P2(X509_VERIFY_PARAM*, unsigned long), 0)
 WRAP(i2d_PKCS12_bio, int, P2(BIO*, const PKCS12*), 0)
 WRAP(PKCS12_init_ex, PKCS12*, P3(int, OSSL_LIB_CTX*, const char*), nullptr)
 WRAP(PKCS8_decrypt_ex, PKCS8_PRIV_KEY_INFO*, P5(const X509_SIG*, const char*, int, OSSL_LIB_CTX*, const char*), nullptr)

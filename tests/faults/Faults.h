@@ -23,6 +23,18 @@ void stopClock(std::time_t at);
 /** @return how often the operation calls each wrapped function; "new" is any allocation in C++ */
 std::map<std::string, size_t> calls(const std::function<void()>& operation);
 
+/** @return what it was: whether calls fail and count */
+bool setActive(bool active);
+
+/** Runs what an operation needs, or how it is looked at, with nothing that fails or counts. */
+template <class Body> auto spared(const Body& body) {
+    struct Scope {
+        bool was = setActive(false);
+        ~Scope() { setActive(was); }
+    } const scope;
+    return body();
+}
+
 /** @return the lengths that a data function was called with since the last clear() */
 std::vector<size_t> lengths(const std::string& function);
 

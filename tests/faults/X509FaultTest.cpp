@@ -1,11 +1,11 @@
-// Names, certificates, chains and keys when a call into OpenSSL or the C library, or an allocation fails.
+// Names, certificates, chains, keys and revocation lists when a call into OpenSSL or the C library, or an allocation
+// fails.
 
 #include <sstream>
 #include <thread>
 
 #include "faults/Faults.h"
-#include "faults/X509Operations.h"
-#include "testlib/Testlib.h"
+#include "faults/Operations.h"
 
 namespace {
 
@@ -26,17 +26,20 @@ std::vector<std::string> split(const std::string& line) {
 
 /** A line of the log with its level and function. */
 std::string pattern(const std::string& operation, std::string text) {
-    const bool isNamed = text.find(": ") + 1 == text.find(' ') && text.rfind("Error:", 0) != 0;
+    const std::string function = operation.substr(0, operation.find(' ', operation.find(')') + 1)); // "f(const string)"
+    const bool isNamed = (text.find(": ") + 1 == text.find(' ') && text.rfind("Error:", 0) != 0) ||
+                         text.find("): ") != std::string::npos;
     const size_t at = text.find('@');
     if (at != std::string::npos) {
         text.replace(at, 1, faults::queued);
     }
-    return "16 - " + (isNamed ? "" : operation.substr(0, operation.find(' ')) + ": ") + text;
+    return "16 - " + (isNamed ? "" : function + ": ") + text;
 }
 
 std::vector<Row> faultRows() {
     std::vector<Row> rows;
-    std::istringstream file(contentOf(CMNCRYPTO_TEST_DATA "/x509-faults.txt"));
+    std::istringstream file(contentOf(CMNCRYPTO_TEST_DATA "/x509-faults.txt") +
+                            contentOf(CMNCRYPTO_TEST_DATA "/revocation-faults.txt"));
     std::string operation;
     for (std::string line; std::getline(file, line);) {
         if (line[0] == '[') {
@@ -62,6 +65,8 @@ std::string outcomeOf(const std::function<std::string()>& operation) {
     try {
         const std::string exception = thrown([&] { result = operation(); });
         return !exception.empty() ? exception : result.empty() ? "=" : "= " + result;
+    } catch (const CrlConversionException& exception) {
+        return std::to_string(exception.getErrorCode()) + " " + exception.what();
     } catch (const std::bad_alloc&) {
         return "no memory";
     }
@@ -72,8 +77,9 @@ bool has(const std::string& text, std::initializer_list<const char*> parts) {
 }
 
 /** Runs on a thread of its own, which keeps nothing from before, with an error that the host has left. */
-void onNewThread(const std::function<void()>& body) {
+void onNewThread(const std::string& name, const std::function<void()>& body) {
     std::thread([&] {
+        SCOPED_TRACE(name);
         queueHostError();
         body();
         faults::clear();
@@ -84,13 +90,17 @@ void onNewThread(const std::function<void()>& body) {
 
 TEST(X509Faults, EachRow) {
     const Folder folder;
-    const Operations operations = x509Operations(folder);
+    const faults::Operations operations = faults::x509Operations(folder);
     captureLog();
     for (const Row& row : faultRows()) {
-        SCOPED_TRACE(row.operation + " without " + row.function + " " + row.calls);
+        const std::string name = row.operation + " without " + row.function + " " + row.calls;
+        SCOPED_TRACE(name);
+        if (row.function == "new") {
+            continue; // keeping the log allocates as well
+        }
         takeLog();
         std::string outcome;
-        onNewThread([&] {
+        onNewThread(name, [&] {
             faults::plan(row.function, row.calls);
             outcome = outcomeOf(operations.at(row.operation));
         });
@@ -106,19 +116,25 @@ TEST(X509Faults, EachCall) {
     const Folder folder;
     const std::vector<Row> rows = faultRows();
     size_t struck = 0;
-    for (const auto& entry : x509Operations(folder)) {
+    for (const auto& entry : faults::x509Operations(folder)) {
         const auto& operation = entry.second;
+        const bool isSilent = has(entry.first, {"CrlUtil::", "CrlConverter::", "Crl::set", "Crl::is"});
         std::map<std::string, size_t> calls;
         std::string whole;
-        onNewThread([&] { calls = faults::calls([&] { whole = outcomeOf(operation); }); });
+        onNewThread(entry.first, [&] { calls = faults::calls([&] { whole = outcomeOf(operation); }); });
         for (const auto& [function, count] : calls) {
             const bool isMemory = has(function, {"new", "alloc", "dup", "_Zn"});
-            const bool fails = !has(function, {"clea", "_is_fips"}) && function != "time";
+            // What only hands out a part of an object fails in rows alone: elsewhere nobody looks at the answer.
+            // Nor does a push fail where room was reserved.
+            const bool fails = !has(function, {"clea", "_is_fips", "get0_", "get_issuer", "get_data", "sk_value"}) &&
+                               function != "time" &&
+                               (function != "OPENSSL_sk_push" || calls.count("OPENSSL_sk_new_reserve") == 0);
             for (size_t call = 0; fails && call < count; ++call, ++struck) {
-                SCOPED_TRACE(entry.first + " without " + function + " " + std::to_string(call));
+                const std::string name = entry.first + " without " + function + " " + std::to_string(call);
+                SCOPED_TRACE(name);
                 std::string outcome;
                 std::string afterwards;
-                onNewThread([&, f = function] {
+                onNewThread(name, [&, f = function] {
                     faults::plan(f, std::string(call, '.') + "x");
                     outcome = outcomeOf(operation);
                     faults::clear();
@@ -127,7 +143,8 @@ TEST(X509Faults, EachCall) {
                 const bool isListed = std::any_of(rows.begin(), rows.end(), [&](const Row& row) {
                     return row.operation == entry.first && row.outcome == outcome;
                 });
-                EXPECT_TRUE(outcome == whole || isListed || (isMemory && outcome == "no memory")) << outcome;
+                EXPECT_TRUE(outcome == whole || isListed || (isMemory && !isSilent && outcome == "no memory"))
+                    << outcome;
                 EXPECT_EQ(afterwards, whole);
             }
         }

@@ -1,52 +1,10 @@
-#include "faults/X509Operations.h"
-
 #include <cstdio>
-#include <type_traits>
 
-#include "testlib/Testlib.h"
+#include "faults/Operations.h"
+
+using namespace faults;
 
 namespace {
-
-/** An operation with a result of any kind, as one with a text. */
-template <class Body> std::function<std::string()> made(Body body) {
-    return [body] {
-        if constexpr (std::is_void_v<decltype(body())>) {
-            body();
-            return std::string("done");
-        } else if constexpr (std::is_arithmetic_v<decltype(body())>) {
-            return std::to_string(body());
-        } else {
-            return std::string(body());
-        }
-    };
-}
-
-/** Runs an operation, and a check when it fails. */
-template <class Body, class Check> void failing(const Body& body, const Check& check) {
-    try {
-        body();
-    } catch (...) {
-        EXPECT_TRUE(check());
-        throw;
-    }
-}
-
-/** What a call hands out. */
-template <class T> struct Out {
-    explicit Out(T* before = nullptr) : raw(before) {}
-    ~Out() { Release()(raw); }
-    Out(const Out&) = delete;
-    Out& operator=(const Out&) = delete;
-    T* raw;
-};
-
-/** The code of a flat function that hands something out on success only. */
-template <class T, class Call> int codeOf(const Call& call) {
-    Out<T> out;
-    const int code = call(&out.raw);
-    EXPECT_EQ(out.raw == nullptr, code != 0);
-    return code;
-}
 
 std::string compared(EVP_PKEY* a, EVP_PKEY* b) {
     return EVP_PKEY_eq(a, b) == 1 ? "same" : "other";
@@ -255,7 +213,7 @@ void addFiles(Operations& all, const std::string& path) {
 
 } // namespace
 
-Operations x509Operations(const Folder& folder) {
+Operations faults::x509Operations(const Folder& folder) {
     const std::string text = pem(rawCertificate());
     const std::string path = folder.write("pem", text + pem(keyOf("RSA-2048")) + text);
     Operations all;
@@ -266,5 +224,6 @@ Operations x509Operations(const Folder& folder) {
     addKeys(all, folder);
     addPublicKeys(all, text);
     addFiles(all, path);
+    all.merge(revocationOperations(folder));
     return all;
 }

@@ -168,7 +168,7 @@ EVP_PKEY* keyOf(const std::string& kind) {
     EVP_PKEY*& key = keys()[kind];
     if (key == nullptr) {
         key = kind[0] == 'R'   ? EVP_RSA_gen(std::stoul(kind.substr(4)))
-              : kind[0] == 'P' ? EVP_EC_gen(kind.c_str())
+              : kind[0] == 'P' ? EVP_EC_gen(kind.substr(0, kind.find('#')).c_str())
                                : EVP_PKEY_Q_keygen(nullptr, nullptr, kind.c_str());
     }
     return require(key);
@@ -202,13 +202,102 @@ Owned<X509> makeCertificate(const std::string& key, const std::function<void(X50
 Owned<X509> makeCertificate(const std::vector<std::pair<int, std::string>>& extensions) {
     return makeCertificate("P-256", [&](X509* certificate) {
         for (const auto& [nid, content] : extensions) {
-            const Owned<ASN1_STRING> value(ASN1_OCTET_STRING_new());
-            ASN1_STRING_set(value.get(), content.data(), static_cast<int>(content.size()));
-            X509_EXTENSION* extension = X509_EXTENSION_create_by_NID(nullptr, nid, 0, value.get());
-            require(X509_add_ext(certificate, extension, -1) == 1);
-            X509_EXTENSION_free(extension);
+            require(X509_add_ext(certificate, makeExtension(nid, content).get(), -1) == 1);
         }
     });
+}
+
+Owned<X509_EXTENSION> makeExtension(int nid, const std::string& content) {
+    const Owned<ASN1_STRING> value(ASN1_OCTET_STRING_new());
+    ASN1_STRING_set(value.get(), content.data(), static_cast<int>(content.size()));
+    return Owned<X509_EXTENSION>(require(X509_EXTENSION_create_by_NID(nullptr, nid, 0, value.get())));
+}
+
+Owned<ASN1_TIME> timeFrom(const std::string& text) {
+    if (text[0] == '-' || text[0] == '+') {
+        return Owned<ASN1_TIME>(X509_gmtime_adj(nullptr, std::stol(text)));
+    }
+    Owned<ASN1_TIME> time(ASN1_STRING_type_new(text.size() > 13 ? V_ASN1_GENERALIZEDTIME : V_ASN1_UTCTIME));
+    ASN1_STRING_set(time.get(), text.data(), static_cast<int>(text.size()));
+    return time;
+}
+
+Owned<X509_CRL> makeList(const std::string& key, const std::function<void(X509_CRL*)>& change,
+                         const std::string& lastUpdate, const std::string& nextUpdate) {
+    Owned<X509_CRL> list(X509_CRL_new());
+    X509_CRL_set_version(list.get(), X509_CRL_VERSION_2);
+    X509_CRL_set_issuer_name(list.get(), nameFrom("CN=host").get());
+    X509_CRL_set1_lastUpdate(list.get(), timeFrom(lastUpdate).get());
+    X509_CRL_set1_nextUpdate(list.get(), nextUpdate.empty() ? nullptr : timeFrom(nextUpdate).get());
+    if (change) {
+        change(list.get());
+    }
+    require(X509_CRL_sign(list.get(), keyOf(key), key[0] == 'E' ? nullptr : EVP_sha256()));
+    return list;
+}
+
+void revoke(X509_CRL* list, const std::string& entries) {
+    std::istringstream stream(entries);
+    for (std::string text; std::getline(stream, text, '+');) {
+        const size_t at = std::min(text.find('@'), text.size());
+        const size_t colon = std::min(text.find(':'), at);
+        const int before = std::max(0, sk_X509_REVOKED_num(X509_CRL_get_REVOKED(list)));
+        const Owned<ASN1_TIME> date(ASN1_TIME_set(nullptr, 1000000000 - 3600L * before));
+        X509_REVOKED* const entry = X509_REVOKED_new();
+        X509_REVOKED_set_serialNumber(entry, serialFrom(text.substr(0, colon)).get());
+        X509_REVOKED_set_revocationDate(entry, date.get());
+        if (colon < at) {
+            const std::string reason = fromHex(text.substr(colon + 1, at - colon - 1));
+            X509_REVOKED_add_ext(entry, makeExtension(NID_crl_reason, reason).get(), -1);
+        }
+        if (at < text.size()) {
+            const std::string name = tlv(0x30, tlv(0xa4, der(nameFrom("CN=" + text.substr(at + 1)).get())));
+            X509_REVOKED_add_ext(entry, makeExtension(NID_certificate_issuer, name).get(), -1);
+        }
+        require(X509_CRL_add0_revoked(list, entry) == 1);
+    }
+}
+
+Owned<ASN1_INTEGER> serialFrom(const std::string& hex) {
+    BIGNUM* parsed = nullptr;
+    require(BN_hex2bn(&parsed, hex.c_str()) > 0);
+    const Owned<BIGNUM> number(parsed);
+    return Owned<ASN1_INTEGER>(require(BN_to_ASN1_INTEGER(number.get(), nullptr)));
+}
+
+std::string der(X509_CRL* list) {
+    return written([&](BIO* out) { return i2d_X509_CRL_bio(out, list); });
+}
+
+std::string pem(X509_CRL* list) {
+    return written([&](BIO* out) { return PEM_write_bio_X509_CRL(out, list); });
+}
+
+Owned<X509> certificateWithPoints(const std::string& text) {
+    const auto namesFrom = [](int tag, const std::string& list) {
+        std::string names;
+        std::istringstream stream(list);
+        for (std::string name; std::getline(stream, name, ',');) {
+            names += name.rfind("dir:", 0) == 0   ? tlv(0xa4, der(nameFrom("CN=" + name.substr(4)).get()))
+                     : name.rfind("dns:", 0) == 0 ? tlv(0x82, name.substr(4))
+                                                  : tlv(0x86, unescaped(name));
+        }
+        return names.empty() ? "" : tlv(tag, names);
+    };
+    std::string points;
+    std::istringstream stream(text);
+    for (std::string point; std::getline(stream, point, '&');) {
+        std::string parts[3];
+        std::istringstream fields(point);
+        for (std::string& part : parts) {
+            std::getline(fields, part, ';');
+        }
+        const std::string name =
+            parts[0] == "relative" ? tlv(0xa1, fromHex("30080603550403") + tlv(12, "x")) : namesFrom(0xa0, parts[0]);
+        points += tlv(0x30, (name.empty() ? "" : tlv(0xa0, name)) +
+                                (parts[1].empty() ? "" : tlv(0x81, fromHex(parts[1]))) + namesFrom(0xa2, parts[2]));
+    }
+    return makeCertificate({{NID_crl_distribution_points, text == "malformed" ? text : tlv(0x30, points)}});
 }
 
 OSSL_LIB_CTX* legacyContext() {

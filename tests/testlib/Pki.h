@@ -57,7 +57,7 @@ Owned<X509_NAME> nameFrom(const std::string& text);
 std::string der(X509_NAME* name);
 std::string rfc2253(X509_NAME* name);
 
-/** A key of this process: "RSA-<bits>", "P-<bits>" or "ED25519". Borrowed. */
+/** A key of this process: "RSA-<bits>", "P-<bits>" or "ED25519"; "P-256#a" and "P-256#b" are two. Borrowed. */
 EVP_PKEY* keyOf(const std::string& kind);
 /** The kind of a key that keyOf() has given, "" for any other. */
 std::string kindOf(const EVP_PKEY* key);
@@ -67,6 +67,24 @@ Owned<X509> makeCertificate(const std::string& key = "P-256", const std::functio
                             const EVP_MD* digest = EVP_sha256(), const std::string& signer = "");
 /** With extensions: the content of each in DER. */
 Owned<X509> makeCertificate(const std::vector<std::pair<int, std::string>>& extensions);
+
+/** With the distribution points of a text in the notation of distribution-points.txt. */
+Owned<X509> certificateWithPoints(const std::string& text);
+/** An extension with its content in DER. */
+Owned<X509_EXTENSION> makeExtension(int nid, const std::string& content);
+/** Seconds from now after a sign, otherwise a time's own text, which may be malformed. */
+Owned<ASN1_TIME> timeFrom(const std::string& text);
+/** A list by CN=host, signed by a key; @p change works on it before. No @p nextUpdate: without. */
+Owned<X509_CRL> makeList(const std::string& key = "P-256", const std::function<void(X509_CRL*)>& change = nullptr,
+                         const std::string& lastUpdate = "-0", const std::string& nextUpdate = "+3600");
+/**
+ * Adds entries, joined by "+", to a list, each an hour older than the one before: a serial number in hexadecimal, maybe
+ * negative, ":" and a reason in DER, "@" and the common name of the certificate's issuer.
+ */
+void revoke(X509_CRL* list, const std::string& entries);
+Owned<ASN1_INTEGER> serialFrom(const std::string& hex);
+std::string der(X509_CRL* list);
+std::string pem(X509_CRL* list);
 
 /** A library context with OpenSSL's legacy provider, null where that is not installed. */
 OSSL_LIB_CTX* legacyContext();
