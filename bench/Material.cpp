@@ -7,14 +7,6 @@
 
 namespace {
 
-void addExtension(X509* certificate, int kind, const char* value) {
-    X509V3_CTX context;
-    X509V3_set_ctx(&context, certificate, certificate, nullptr, nullptr, 0);
-    X509_EXTENSION* const extension = X509V3_EXT_conf_nid(nullptr, &context, kind, value);
-    require(extension != nullptr && X509_add_ext(certificate, extension, -1) == 1, "making an extension");
-    X509_EXTENSION_free(extension);
-}
-
 void addAttribute(X509_NAME* name, const char* field, const std::string& value) {
     require(X509_NAME_add_entry_by_txt(name, field, MBSTRING_ASC, reinterpret_cast<const unsigned char*>(value.c_str()),
                                        -1, -1, 0) == 1,
@@ -37,12 +29,13 @@ Owned<X509> makeCertificate(int number) {
     addAttribute(subject, "CN", host);
     X509_set_issuer_name(certificate.get(), subject);
     X509_set_pubkey(certificate.get(), key);
-    addExtension(certificate.get(), NID_basic_constraints, "critical,CA:FALSE");
-    addExtension(certificate.get(), NID_key_usage, "critical,digitalSignature,keyEncipherment");
-    addExtension(certificate.get(), NID_ext_key_usage, "serverAuth,clientAuth");
-    addExtension(certificate.get(), NID_subject_key_identifier, "hash");
-    addExtension(certificate.get(), NID_crl_distribution_points, "URI:http://crl.example.org/services.crl");
-    addExtension(certificate.get(), NID_subject_alt_name,
+    addExtension(certificate.get(), certificate.get(), NID_basic_constraints, "critical,CA:FALSE");
+    addExtension(certificate.get(), certificate.get(), NID_key_usage, "critical,digitalSignature,keyEncipherment");
+    addExtension(certificate.get(), certificate.get(), NID_ext_key_usage, "serverAuth,clientAuth");
+    addExtension(certificate.get(), certificate.get(), NID_subject_key_identifier, "hash");
+    addExtension(certificate.get(), certificate.get(), NID_crl_distribution_points,
+                 "URI:http://crl.example.org/services.crl");
+    addExtension(certificate.get(), certificate.get(), NID_subject_alt_name,
                  ("DNS:" + host + ",DNS:www.example.org,IP:10.0.0.1,email:admin@example.org").c_str());
     require(X509_sign(certificate.get(), key, EVP_sha256()) != 0, "signing a certificate");
     return certificate;
@@ -75,6 +68,14 @@ std::string certificatesPem(int count) {
         require(PEM_write_bio_X509(pem.get(), makeCertificate(number).get()) == 1, "writing a certificate");
     }
     return textOf(pem.get());
+}
+
+void addExtension(X509* certificate, const X509* issuer, int kind, const char* value) {
+    X509V3_CTX context;
+    X509V3_set_ctx(&context, const_cast<X509*>(issuer), certificate, nullptr, nullptr, 0);
+    X509_EXTENSION* const extension = X509V3_EXT_conf_nid(nullptr, &context, kind, value);
+    require(extension != nullptr && X509_add_ext(certificate, extension, -1) == 1, "making an extension");
+    X509_EXTENSION_free(extension);
 }
 
 std::string textOf(BIO* bio) {

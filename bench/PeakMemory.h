@@ -1,7 +1,7 @@
 #ifndef CMNCRYPTO_BENCH_PEAKMEMORY_H
 #define CMNCRYPTO_BENCH_PEAKMEMORY_H
 
-/** Decrypts a long GCM stream, fed as it is made, and prints the peak memory. @return an exit code */
+/** Prints the peak memory of loading revocation lists, and of decrypting a long GCM stream. @return an exit code */
 int printPeakMemory();
 
 #endif

@@ -46,7 +46,9 @@ std::string otherText(const OTHERNAME& name) {
            (text ? ":" + CmnApi::ASN1_STRING_to_string(name.value->value.asn1_string) : "");
 }
 
-std::string nameText(const GENERAL_NAME& name) {
+} // namespace
+
+std::string generalNameText(const GENERAL_NAME& name) {
     switch (name.type) {
     case GEN_DNS:
         return "DNS:" + CmnApi::ASN1_STRING_to_string(name.d.dNSName);
@@ -69,8 +71,6 @@ std::string nameText(const GENERAL_NAME& name) {
     }
 }
 
-} // namespace
-
 std::vector<std::string> alternativeNames(const STACK_OF(X509_EXTENSION)* extensions) {
     std::vector<std::string> result;
     // One after the other: a certificate with two of these extensions would seem to have none.
@@ -83,7 +83,7 @@ std::vector<std::string> alternativeNames(const STACK_OF(X509_EXTENSION)* extens
             continue;
         }
         for (int i = 0; i < sk_GENERAL_NAME_num(names.get()); ++i) {
-            result.push_back(nameText(*sk_GENERAL_NAME_value(names.get(), i)));
+            result.push_back(generalNameText(*sk_GENERAL_NAME_value(names.get(), i)));
         }
     }
     return result;

@@ -8,8 +8,12 @@
 #include <vector>
 
 #include <openssl/x509.h>
+#include <openssl/x509v3.h>
 
 namespace CmnCrypto::Cli {
+
+/** @return a name with its kind in front, "DNS:host.example", its bytes as they stand there */
+std::string generalNameText(const GENERAL_NAME& name);
 
 /**
  * @param extensions of a certificate or a request; may be null

@@ -34,11 +34,6 @@ constexpr std::array<KeyUsage, 9> keyUsages = {{{KU_DIGITAL_SIGNATURE, "digitalS
                                                 {KU_ENCIPHER_ONLY, "encipherOnly"},
                                                 {KU_DECIPHER_ONLY, "decipherOnly"}}};
 
-std::string objectText(const ASN1_OBJECT* object) {
-    std::array<char, 128> text = {};
-    return OBJ_obj2txt(text.data(), text.size(), object, 0) > 0 ? text.data() : "unreadable";
-}
-
 /** A list on one line, nothing for an empty one. */
 Json joined(const std::vector<std::string>& words) {
     std::string line;
@@ -50,19 +45,6 @@ Json joined(const std::vector<std::string>& words) {
 
 Json orNull(const std::string& text) {
     return text.empty() ? Json() : Json(text);
-}
-
-void addDates(const X509Certificate& certificate, Details& details) {
-    const CertificateDate start(X509_get0_notBefore(certificate.getX509()));
-    const CertificateDate end(X509_get0_notAfter(certificate.getX509()));
-    const auto line = [](const CertificateDate& date, const std::string& remark) {
-        return date.text() + (date.isReadable() ? " (" + remark + ")" : "");
-    };
-    details.add("Valid from", "", line(start, start.relative()));
-    details.add("Valid until", "", line(end, (end.secondsFromNow() < 0 ? "expired " : "") + end.relative()));
-    details.add("", "notBefore", orNull(start.iso()));
-    details.add("", "notAfter", orNull(end.iso()));
-    details.add("", "daysLeft", end.isReadable() ? Json(end.daysFromNow()) : Json());
 }
 
 void addKey(const X509Certificate& certificate, Details& details) {
@@ -115,10 +97,28 @@ void addUsages(X509* certificate, Details& details) {
 
 } // namespace
 
+std::string objectText(const ASN1_OBJECT* object) {
+    std::array<char, 128> text = {};
+    return OBJ_obj2txt(text.data(), text.size(), object, 0) > 0 ? text.data() : "unreadable";
+}
+
 void addName(const std::string& label, const std::string& member, const X509Name& name, Details& details) {
     details.add(label, member, readableName(name.getX509Name()), Backslash::keep);
     const std::string text = rfc2253Name(name.getX509Name());
     details.add(text.empty() ? "" : "  RFC 2253", member + "Rfc2253", text, Backslash::keep);
+}
+
+void addDates(const X509Certificate& certificate, Details& details) {
+    const CertificateDate start(X509_get0_notBefore(certificate.getX509()));
+    const CertificateDate end(X509_get0_notAfter(certificate.getX509()));
+    const auto line = [](const CertificateDate& date, const std::string& remark) {
+        return date.text() + (date.isReadable() ? " (" + remark + ")" : "");
+    };
+    details.add("Valid from", "", line(start, start.relative()));
+    details.add("Valid until", "", line(end, (end.secondsFromNow() < 0 ? "expired " : "") + end.relative()));
+    details.add("", "notBefore", orNull(start.iso()));
+    details.add("", "notAfter", orNull(end.iso()));
+    details.add("", "daysLeft", end.isReadable() ? Json(end.daysFromNow()) : Json());
 }
 
 void addSignatureAlgorithm(const X509Certificate& certificate, Details& details) {

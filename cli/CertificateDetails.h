@@ -23,6 +23,12 @@ void addExtensions(X509Certificate& certificate, Details& details);
 /** Adds a name on one line and in the form of RFC 2253. */
 void addName(const std::string& label, const std::string& member, const X509Name& name, Details& details);
 
+/** Adds from when until when it is valid. */
+void addDates(const X509Certificate& certificate, Details& details);
+
+/** @return the name of an object identifier, or its number */
+std::string objectText(const ASN1_OBJECT* object);
+
 /** Adds what it is signed with. */
 void addSignatureAlgorithm(const X509Certificate& certificate, Details& details);
 

@@ -1,8 +1,5 @@
 #include "CertificateInput.h"
 
-#include <algorithm>
-
-#include "Failure.h"
 #include "PemInput.h"
 
 namespace CmnCrypto::Cli {
@@ -10,9 +7,7 @@ namespace CmnCrypto::Cli {
 namespace {
 
 std::string joined(const std::vector<std::string>& names) {
-    if (std::count(names.begin(), names.end(), "-") > 1) {
-        throw Failure(ExitCode::usage, "-: standard input can be read once only; name a file");
-    }
+    readStandardInputOnce(names);
     std::string pem;
     for (const std::string& name : names) {
         pem += certificatesAsPem(name);

@@ -29,17 +29,19 @@ Command addDecryptCommand(CLI::App& app);
 Command addFipsCommand(CLI::App& app);
 Command addSignCommand(CLI::App& app);
 Command addVerifySignatureCommand(CLI::App& app);
+Command addVerifyCommand(CLI::App& app);
 
 /** @name Groups: one command for each of their own subcommands
  * @{ */
 std::vector<Command> addCertCommands(CLI::App& app);
 std::vector<Command> addChainCommands(CLI::App& app);
+std::vector<Command> addCrlCommands(CLI::App& app);
 std::vector<Command> addKeyCommands(CLI::App& app);
 std::vector<Command> addCsrCommands(CLI::App& app);
 std::vector<Command> addPkcs12Commands(CLI::App& app);
 /** @} */
 
-/** @name What the groups "cert" and "chain" consist of
+/** @name What the groups "cert", "chain" and "crl" consist of
  * @{ */
 Command addCertShowCommand(CLI::App& group);
 Command addCertFingerprintCommand(CLI::App& group);
@@ -50,6 +52,10 @@ Command addSelfSignedCommand(CLI::App& group);
 Command addChainShowCommand(CLI::App& group);
 Command addChainSplitCommand(CLI::App& group);
 Command addChainSaveCommand(CLI::App& group);
+Command addCrlShowCommand(CLI::App& group);
+Command addCrlConvertCommand(CLI::App& group);
+Command addCrlCheckCommand(CLI::App& group);
+Command addCrlUrlsCommand(CLI::App& group);
 /** @} */
 
 /** Adds the option FILE for any number of names. */

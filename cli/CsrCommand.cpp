@@ -69,7 +69,7 @@ ExitCode runNew(const NewRequestOptions& options) {
     if (commonName.size() > 64) {
         throw Failure(ExitCode::usage, "--cn: has more than 64 characters; put a long host name into --san alone");
     }
-    TextOutput output(options.output, false);
+    TextOutput output(options.output, OutputKind::text);
     output.refuseSameAs(options.key.file);
     output.refuseSameAs(options.key.passFile);
     const auto key = readPrivateKey(options.key);

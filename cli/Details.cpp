@@ -29,6 +29,13 @@ void Details::add(const std::string& label, const std::string& member, const Jso
     }
 }
 
+void Details::addPart(const std::string& member, const Details& part) {
+    if (!member.empty()) {
+        m_members[member] = part.m_members;
+    }
+    m_lines.insert(m_lines.end(), part.m_lines.begin(), part.m_lines.end());
+}
+
 void Details::problem(const std::string& text) {
     m_problems.push_back(text);
 }

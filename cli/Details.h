@@ -22,10 +22,14 @@ public:
      */
     void add(const std::string& label, const std::string& member, const Json& value,
              Backslash backslash = Backslash::escape);
+    /** Adds the lines of a part and, as one member unless that is empty, its members; its problems stay out. */
+    void addPart(const std::string& member, const Details& part);
     /** Adds a sentence about something that is wrong. */
     void problem(const std::string& text);
     bool hasProblems() const noexcept { return !m_problems.empty(); }
 
+    /** @return the members alone */
+    const Json& members() const noexcept { return m_members; }
     /** @return the members, with the problems as a list */
     Json document() const;
     /** Prints all of it. @throws Failure (output cannot be written) */

@@ -21,6 +21,8 @@ enum class ExitCode : int {
     keyUnusable = 6,      ///< key, pass phrase or IV of no use
     streamRefused = 7,    ///< not authentic, wrongly padded or cut short
     internal = 8,         ///< the library or OpenSSL failed
+    stale = 9,            ///< no decision: the revocation list is too old
+    undecided = 10,       ///< no decision: no revocation list that can be relied on
     interrupted = 130     ///< ended by a signal
 };
 

@@ -42,7 +42,7 @@ struct KeyFileOptions {
 ExitCode runNew(const NewKeyOptions& options) {
     const auto bits = static_cast<unsigned short>(parseCount("--bits", options.bits, 1024, maximalBits));
     const Secret passPhrase = readOptionalPassPhrase(options.passFile, options.quiet);
-    TextOutput output(options.output, true);
+    TextOutput output(options.output, OutputKind::confidential);
     output.refuseSameAs(options.passFile);
     EVP_PKEY* made = nullptr;
     X509PrivateKey::generatePrivateKey(bits, &made);

@@ -6,7 +6,9 @@
 
 #include <memory>
 
+#include <openssl/asn1.h>
 #include <openssl/bio.h>
+#include <openssl/bn.h>
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 
@@ -21,6 +23,8 @@ template <auto Release> struct ReleaseWith {
 template <class T, auto Release> using Owned = std::unique_ptr<T, ReleaseWith<Release>>;
 
 using OwnedBio = Owned<BIO, BIO_free_all>; ///< memory BIOs wipe what they held
+using OwnedBignum = Owned<BIGNUM, BN_free>;
+using OwnedInteger = Owned<ASN1_INTEGER, ASN1_INTEGER_free>;
 using OwnedCertificate = Owned<X509, X509_free>;
 using OwnedKey = Owned<EVP_PKEY, EVP_PKEY_free>;
 using OwnedRequest = Owned<X509_REQ, X509_REQ_free>;

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <new>
 
@@ -19,6 +20,7 @@ namespace CmnCrypto::Cli {
 namespace {
 
 constexpr size_t maximalInput = size_t{64} << 20U;
+constexpr size_t maximalListInput = size_t{256} << 20U; ///< some millions of entries
 constexpr char armour[] = "-----BEGIN ";
 
 Failure unreadable(const std::string& name, const std::string& text) {
@@ -119,47 +121,63 @@ size_t appendCertificate(BIO* pem, const unsigned char* data, long size) {
     return static_cast<size_t>(position - data);
 }
 
-/** @return the number of certificates */
-size_t collectFromPem(const std::string& name, const Secret& input, BIO* pem) {
+/** What is looked for in an input. */
+struct Search {
+    std::string kind; ///< as messages call it
+    std::function<bool(const PemBlock& block)> isWanted;
+    std::function<size_t(const unsigned char* data, size_t size)> take; ///< @return what it took, 0 when malformed
+};
+
+/** @return how many there were */
+size_t collectFromPem(const std::string& name, const Secret& input, const Search& search) {
     const OwnedBio source = readFrom(input);
     size_t count = 0;
     for (;;) {
         const PemBlock block(source.get());
         if (!block.found) {
             if (!endOfPem()) {
-                throw unreadable(name, "the PEM block after " + std::to_string(count) +
-                                           " certificates is malformed; fetch the file again");
+                throw unreadable(name, "the PEM block after " + std::to_string(count) + " " + search.kind +
+                                           "s is malformed; fetch the file again");
             }
             return count;
         }
-        const bool trusted = block.is(PEM_STRING_X509_TRUSTED);
-        if (!trusted && !block.is(PEM_STRING_X509) && !block.is(PEM_STRING_X509_OLD)) {
+        if (!search.isWanted(block)) {
             continue;
         }
         ++count;
-        const size_t used = appendCertificate(pem, block.data, block.size);
+        const auto size = static_cast<size_t>(block.size);
+        const size_t used = search.take(block.data, size);
         // Behind a trusted certificate stands what it is trusted for.
-        if (used == 0 || (!trusted && used != static_cast<size_t>(block.size))) {
-            throw unreadable(name, "certificate " + std::to_string(count) + " is malformed; fetch the file again");
+        if (used == 0 || (used != size && !block.is(PEM_STRING_X509_TRUSTED))) {
+            throw unreadable(name, search.kind + " " + std::to_string(count) + " is malformed; fetch the file again");
         }
     }
 }
 
-size_t collectFromDer(const std::string& name, const Secret& input, BIO* pem) {
+size_t collectFromDer(const std::string& name, const Secret& input, const Search& search) {
     const auto* data = reinterpret_cast<const unsigned char*>(input.text().data());
     size_t done = 0;
     size_t count = 0;
     while (done < input.size()) {
-        const size_t used = appendCertificate(pem, data + done, static_cast<long>(input.size() - done));
+        const size_t used = search.take(data + done, input.size() - done);
         if (used == 0) {
-            throw unreadable(name, count == 0 ? "is DER but no certificate; give a certificate in PEM or DER"
-                                              : "has bytes behind certificate " + std::to_string(count) +
-                                                    " that are no certificate; fetch the file again");
+            throw unreadable(name, count == 0
+                                       ? "is DER but no " + search.kind + "; give a " + search.kind + " in PEM or DER"
+                                       : "has bytes behind " + search.kind + " " + std::to_string(count) +
+                                             " that are no " + search.kind + "; fetch the file again");
         }
         done += used;
         ++count;
     }
     return count;
+}
+
+/** Hands everything that is looked for to the search. @throws Failure also when there is nothing */
+void collect(const std::string& name, const Secret& input, const Search& search) {
+    const size_t count = isDer(input) ? collectFromDer(name, input, search) : collectFromPem(name, input, search);
+    if (count == 0) {
+        throw unreadable(name, "holds no " + search.kind + "; give one in PEM or DER");
+    }
 }
 
 /** @return the armour that DER of this structure belongs in, null when it is no private key */
@@ -209,22 +227,32 @@ std::string inputLabel(const std::string& name) {
     return name == "-" ? "standard input" : name;
 }
 
+void readStandardInputOnce(const std::vector<std::string>& names) {
+    if (std::count(names.begin(), names.end(), "-") > 1) {
+        throw Failure(ExitCode::usage, "-: standard input can be read once only; name a file");
+    }
+}
+
 Secret readWhole(const std::string& name) {
+    return readWhole(name, maximalInput, "certificate or key file");
+}
+
+Secret readWhole(const std::string& name, size_t maximum, const std::string& kind) {
     InputFile file(name);
     // One byte more than a regular file has shows that it ends there.
     const uint64_t expected = file.size().value_or(0);
     size_t filled = 0;
-    Secret content(std::max<size_t>(4096, std::min<uint64_t>(expected, maximalInput) + 1));
+    Secret content(std::max<size_t>(4096, std::min<uint64_t>(expected, maximum) + 1));
     for (;;) {
         filled += file.read(content.bytes() + filled, content.size() - filled);
-        if (filled > maximalInput) {
-            throw unreadable(name, "is larger than 64 MiB; that is no certificate or key file");
+        if (filled > maximum) {
+            throw unreadable(name, "is larger than " + std::to_string(maximum >> 20U) + " MiB; that is no " + kind);
         }
         if (filled < content.size()) {
             content.shorten(filled);
             return content;
         }
-        Secret larger(std::min(2 * content.size(), maximalInput + 1));
+        Secret larger(std::min(2 * content.size(), maximum + 1));
         std::copy_n(content.data(), filled, larger.data());
         content = std::move(larger);
     }
@@ -233,11 +261,30 @@ Secret readWhole(const std::string& name) {
 std::string certificatesAsPem(const std::string& name) {
     const Secret input = readWhole(name);
     const OwnedBio pem = memoryBio();
-    const size_t count = isDer(input) ? collectFromDer(name, input, pem.get()) : collectFromPem(name, input, pem.get());
-    if (count == 0) {
-        throw unreadable(name, "holds no certificate; give one in PEM or DER");
-    }
+    collect(name, input,
+            {"certificate",
+             [](const PemBlock& block) {
+                 return block.is(PEM_STRING_X509) || block.is(PEM_STRING_X509_OLD) || block.is(PEM_STRING_X509_TRUSTED);
+             },
+             [&pem](const unsigned char* data, size_t size) {
+                 return appendCertificate(pem.get(), data, static_cast<long>(size));
+             }});
     return contentOf(pem).text();
+}
+
+EncodedLists encodedLists(const std::string& name) {
+    const Secret input = readWhole(name, maximalListInput, "revocation list");
+    EncodedLists result = {!isDer(input), {}};
+    // Not decoded here: that is most of the work with a long list, and the owner of the list does it.
+    collect(name, input,
+            {"revocation list", [](const PemBlock& block) { return block.is(PEM_STRING_X509_CRL); },
+             [&result](const unsigned char* data, size_t size) {
+                 const Element element = firstElement(data, size);
+                 const size_t length = element.tag == V_ASN1_SEQUENCE ? element.length : 0;
+                 result.der.emplace_back(data, data + length);
+                 return length;
+             }});
+    return result;
 }
 
 std::string requestAsPem(const std::string& name) {

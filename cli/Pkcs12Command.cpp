@@ -74,7 +74,7 @@ ExitCode runPack(const PackOptions& options) {
         throw Failure(ExitCode::usage, "bundle: give either --pass-file FILE or --no-pass-phrase");
     }
     Secret passPhrase = readOptionalPassPhrase(options.passFile, options.key.quiet);
-    TextOutput output(options.output, true);
+    TextOutput output(options.output, OutputKind::confidential);
     for (const std::string& name : {options.key.file, options.key.passFile, options.passFile}) {
         output.refuseSameAs(name);
     }

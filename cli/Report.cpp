@@ -15,8 +15,12 @@ void printLine(const std::string& text) {
     writeFully(STDOUT_FILENO, reinterpret_cast<const unsigned char*>(line.data()), line.size(), "standard output");
 }
 
+std::string jsonText(const Json& document) {
+    return document.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
 void printJson(const Json& document) {
-    printLine(document.dump(-1, ' ', false, Json::error_handler_t::replace));
+    printLine(jsonText(document));
 }
 
 void addFailure(Json& document, const Failure& failure) {

@@ -17,7 +17,10 @@ using Json = nlohmann::ordered_json;
 /** Writes a text and a line feed to standard output. @throws Failure when it cannot be written whole */
 void printLine(const std::string& text);
 
-/** Writes a document on one line; bytes that are no UTF-8 (of file names) are replaced. @throws Failure */
+/** @return a document on one line; bytes that are no UTF-8 (of file names) are replaced */
+std::string jsonText(const Json& document);
+
+/** Writes a document on one line. @throws Failure */
 void printJson(const Json& document);
 
 /** The members "error", "code" (null without one) and "exit" of a failed result. */

@@ -49,7 +49,7 @@ OwnedCertificate certify(const X509PrivateKey& key, const SelfSignedOptions& opt
 ExitCode runSelfSigned(const SelfSignedOptions& options) {
     const auto days = static_cast<unsigned short>(parseCount("--days", options.days, 1, maximalDays));
     const std::vector<SubjectAttribute> attributes = parseSubject("--subject", options.subject);
-    TextOutput output(options.output, false);
+    TextOutput output(options.output, OutputKind::text);
     output.refuseSameAs(options.key.file);
     output.refuseSameAs(options.key.passFile);
     const auto key = readPrivateKey(options.key);

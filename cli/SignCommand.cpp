@@ -25,7 +25,7 @@ ExitCode runSign(const SignOptions& options) {
     if (options.key.file == "-" && options.input == "-") {
         throw Failure(ExitCode::usage, "--key: standard input is for the data; name a file");
     }
-    TextOutput output(options.output, false);
+    TextOutput output(options.output, OutputKind::text);
     output.refuseSameAs(options.key.file);
     output.refuseSameAs(options.key.passFile);
     output.refuseSameAs(options.input);

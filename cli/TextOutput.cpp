@@ -12,17 +12,19 @@ void addTextOutputOptions(CLI::App& parser, TextOutputOptions& options) {
     parser.add_flag("--json", options.json, "Print the result as one JSON document");
 }
 
-TextOutput::TextOutput(const TextOutputOptions& options, bool confidential) {
+TextOutput::TextOutput(const TextOutputOptions& options, OutputKind kind) {
     const bool named = options.given->count() > 0;
     if (options.json && named && options.name == "-") {
         throw Failure(ExitCode::usage, "--json: needs standard output for itself; name an output with -o FILE");
     }
-    if (options.json && !named && confidential) {
-        throw Failure(ExitCode::usage, "--json: a private key goes to a file; give -o FILE");
+    if (options.json && !named && kind != OutputKind::text) {
+        throw Failure(ExitCode::usage, kind == OutputKind::binary
+                                           ? "--json: DER goes to a file; give -o FILE"
+                                           : "--json: a private key goes to a file; give -o FILE");
     }
     if (named || !options.json) {
-        m_name = named ? options.name : confidential ? defaultBinaryOutput() : "-";
-        m_file.emplace(OutputOptions{m_name, options.force, confidential, false});
+        m_name = named ? options.name : kind == OutputKind::text ? "-" : defaultBinaryOutput();
+        m_file.emplace(OutputOptions{m_name, options.force, kind == OutputKind::confidential, false});
     }
 }
 

@@ -24,15 +24,21 @@ struct TextOutputOptions {
 /** Adds --output, --force and --json. */
 void addTextOutputOptions(CLI::App& parser, TextOutputOptions& options);
 
-/** A file or standard output; without a name and with --json a member of the document, unless it is confidential. */
+/** What the output is like. */
+enum class OutputKind {
+    text,         ///< goes anywhere
+    binary,       ///< a terminal has to be asked for, and a document cannot hold it
+    confidential, ///< as binary, and the file is for its owner only
+};
+
+/** A file or standard output; without a name and with --json a member of the document, when it is a text. */
 class TextOutput {
 public:
     /**
      * Checks the target before any work is done.
-     * @param confidential the file is for its owner only, and a terminal has to be asked for
      * @throws Failure (usage, output exists, output cannot be written)
      */
-    TextOutput(const TextOutputOptions& options, bool confidential);
+    TextOutput(const TextOutputOptions& options, OutputKind kind);
 
     /** @throws Failure (usage) when the output would destroy this input */
     void refuseSameAs(const std::string& input) const;

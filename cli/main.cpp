@@ -20,7 +20,7 @@ namespace {
 
 constexpr char exitCodes[] = R"(Exit codes:
   0    success
-  1    negative answer: a digest differs, a certificate fails its check, ...
+  1    negative answer: a digest differs, a certificate fails its check or is revoked, ...
   2    the command line makes no sense
   3    an input cannot be read
   4    the output cannot be written
@@ -28,6 +28,8 @@ constexpr char exitCodes[] = R"(Exit codes:
   6    key, pass phrase or IV unusable
   7    the stream is refused: not authentic, wrong padding, cut short
   8    failure inside the library or OpenSSL
+  9    stale: the revocation list is too old to tell
+  10   cannot tell: no revocation list that covers the certificate and can be relied on
   130  interrupted
 
 Outputs appear whole or not at all; a failed decryption leaves nothing.)";
@@ -50,11 +52,11 @@ bool wantsJson(const std::vector<std::string>& arguments) {
 std::vector<Command> addCommands(CLI::App& app) {
     std::vector<Command> commands;
     for (const auto& add : {addHashCommand, addRandomCommand, addPasswordCommand, addEncryptCommand, addDecryptCommand,
-                            addSignCommand, addVerifySignatureCommand}) {
+                            addSignCommand, addVerifySignatureCommand, addVerifyCommand}) {
         commands.push_back(add(app));
     }
     for (const auto& addGroup :
-         {addCertCommands, addChainCommands, addKeyCommands, addCsrCommands, addPkcs12Commands}) {
+         {addCertCommands, addChainCommands, addCrlCommands, addKeyCommands, addCsrCommands, addPkcs12Commands}) {
         const std::vector<Command> group = addGroup(app);
         commands.insert(commands.end(), group.begin(), group.end());
     }
@@ -71,8 +73,9 @@ std::string mistake(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 ExitCode parseAndRun(int argc, const char* const* argv) {
-    CLI::App app("Digests, random numbers, encrypted streams, certificates and keys through libcmncryptocore",
-                 "cmncrypto");
+    CLI::App app(
+        "Digests, random numbers, encrypted streams, certificates, revocation and keys through libcmncryptocore",
+        "cmncrypto");
     std::string logLevel = "none";
     app.set_version_flag("--version",
                          std::string("cmncrypto " CMNCRYPTO_VERSION ", ") + OpenSSL_version(OPENSSL_VERSION));

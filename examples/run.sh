@@ -118,9 +118,59 @@ cpp_certificates() {
         openssl dgst -sha256 -verify leaf.pub -signature signature <(printf %s "$host")
 }
 
-# What the guide shows has been compiled and run: each of its code blocks stands in an example, indentation apart.
-guide() {
-    python3 - "$examples/../docs/certificates.md" "$examples/c/certificate.c" "$examples/cpp/certificates.cpp" <<'END'
+# A root, an authority below it with a list for each, and three leaves: good, revoked, signed with MD5.
+make_lists() {
+    local name
+    local -x database=root.txt # of the configuration below
+    cat >ca.cnf <<'END'
+[ca]
+default_ca = lists
+[lists]
+database = $ENV::database
+default_md = sha256
+default_crl_days = 7
+[authority]
+basicConstraints = critical, CA:TRUE
+keyUsage = critical, keyCertSign, cRLSign
+[leaf]
+crlDistributionPoints = URI:http://crl.example.org:8080/authority.crl
+END
+    openssl req -x509 -newkey rsa:2048 -nodes -keyout root.key -out root.pem -subj "/O=Example/CN=Root" &&
+        openssl req -newkey rsa:2048 -nodes -keyout authority.key -subj "/O=Example/CN=Authority" |
+        openssl x509 -req -CA root.pem -CAkey root.key -extfile ca.cnf -extensions authority -out authority.pem || return 1
+    for name in good revoked weak; do
+        openssl req -newkey rsa:2048 -nodes -keyout leaf.key -subj "/O=Example/CN=$name" |
+            openssl x509 -req -CA authority.pem -CAkey authority.key -extfile ca.cnf -extensions leaf \
+                "$([[ $name == weak ]] && echo -md5 || echo -sha256)" -out "$name.pem" || return 1
+    done
+    touch root.txt authority.txt
+    database=authority.txt openssl ca -config ca.cnf -cert authority.pem -keyfile authority.key -revoke revoked.pem \
+        -crl_reason keyCompromise || return 1
+    for name in root authority; do
+        database=$name.txt openssl ca -config ca.cnf -cert $name.pem -keyfile $name.key -gencrl || return 1
+    done >lists.pem
+}
+
+openssl_verdict() { # LEAF
+    openssl verify -crl_check_all -CAfile root.pem -untrusted authority.pem -CRLfile lists.pem "$1.pem"
+}
+
+cpp_revocation() {
+    local output serial
+    loads_installed_library "$work/cpp/revocation" && mkdir "$work/lists" && cd "$work/lists" && make_lists &&
+        output=$("$work/cpp/revocation" root.pem authority.pem lists.pem {good,revoked,weak}.pem) && echo "$output" &&
+        serial=$(openssl x509 -in revoked.pem -noout -serial | cut -d= -f2) &&
+        diff <(grep '^verdict' <<<"$output") - <<<$'verdict good, accepted
+verdict not good, rejected
+verdict good, rejected' &&
+        openssl_verdict good && { ! openssl_verdict revoked; } &&
+        grep -q "^list    revoked 0x$serial at [0-9]*, reason 1$" <<<"$output" &&
+        [[ $(grep -c '^source  http://crl.example.org:8080/authority.crl at crl.example.org, port 8080$' <<<"$output") -eq 3 ]]
+}
+
+# What a guide shows has been compiled and run: each of its code blocks stands in an example, indentation apart.
+guide() { # GUIDE EXAMPLE...
+    python3 - "${@/#/$examples/../}" <<'END'
 import re, sys
 plain = lambda text: "\n".join(line.strip() for line in text.splitlines() if line.strip())
 guide, *sources = (open(name, encoding="utf-8").read() for name in sys.argv[1:])
@@ -145,7 +195,9 @@ if [[ $fails -eq 0 ]]; then
     report pkg-config pkg_config
     report cpp cpp
     report cpp-certificates cpp_certificates
+    report cpp-revocation cpp_revocation
     report python python
-    report guide guide
+    report guide-certificates guide docs/certificates.md examples/c/certificate.c examples/cpp/certificates.cpp
+    report guide-revocation guide docs/revocation.md examples/cpp/revocation.cpp
 fi
 [[ $fails -eq 0 ]]

@@ -91,8 +91,8 @@ public:
 
     /** @return a copy of the issuer's name; an empty name without a list @throws CmnException -1, 36 */
     CmnCrypto::X509Name getIssuer() const;
-    /** @return when the list was issued (thisUpdate), borrowed; null without a list */
-    const ASN1_TIME* getLastUpdate() const;
+    /** @return when the list was issued (thisUpdate), borrowed and not to be changed; null without a list */
+    ASN1_TIME* getLastUpdate() const;
     /** @return the version as it is encoded: 0 for version 1, 1 for version 2; 0 without a list */
     long getVersion() const;
     /**

@@ -65,8 +65,8 @@ public:
      * @param requested reasons that a list must cover, bit n as crlReasonFlagNames[n]; none: any list will do
      * @param count receives the number of distribution points, those that were skipped included
      * @param urls receives the "http://" and "https://" URLs, in the certificate's order
-     * @return 0, also for a certificate without distribution points; -1 when a distribution point is unreadable, and
-     *         for null; 36 when memory is short
+     * @return 0, also for a certificate without distribution points or whose extension cannot be decoded as a whole;
+     *         -1 when an entry of a distribution point is unreadable, and for null; 36 when memory is short
      */
     static int getHttpURLsFromCertCDPs(const X509* certificate, const std::bitset<9>& requested, unsigned int& count,
                                        std::vector<std::string>& urls);
@@ -88,7 +88,7 @@ public:
      * @param server receives the server in lower case; empty after a failure
      * @param port receives the number behind the first ':' of the server, as atoi() reads it, or 443 or 80; -1 after a
      *             failure
-     * @return 0; 20 for a malformed URL
+     * @return 0; 20 for a malformed URL, 36 when memory is short
      */
     static int parseURL(const std::string& url, std::string& server, int& port);
 
@@ -106,8 +106,8 @@ public:
     /** @return the hash of the issuer's name in lower-case hexadecimal, not padded: what names the issuer's files in
      *          hashed folders; empty for null */
     static std::string getCertIssuerNameHashInHex(X509* certificate);
-    /** @return the serial number in upper-case hexadecimal, two digits per byte, "-" before a negative one; empty for
-     *          null or when memory is short */
+    /** @return the serial number in upper-case hexadecimal as BN_bn2hex() writes it: two digits per byte ("0" for
+     *          zero), "-" before a negative one; empty for null or when memory is short */
     static std::string getCertSerialNumberInHex(X509* certificate);
 
     /** @return the product status of an X509_V_ERR_ value: 0, 9314 to 9337, or 9104 for one that is not about lists */

@@ -28,8 +28,9 @@ struct OpenSslDeleter {
     void operator()(ASN1_STRING* object) const noexcept; ///< integers and times are strings too
     void operator()(AUTHORITY_KEYID* object) const noexcept;
     void operator()(BIGNUM* object) const noexcept;
-    void operator()(BIO* chain) const noexcept; ///< the whole chain
-    void operator()(char* text) const noexcept; ///< text that OpenSSL has allocated
+    void operator()(BIO* chain) const noexcept;           ///< the whole chain
+    void operator()(char* text) const noexcept;           ///< text that OpenSSL has allocated
+    void operator()(unsigned char* bytes) const noexcept; ///< bytes that OpenSSL has allocated
     void operator()(DH* object) const noexcept;
     void operator()(EVP_CIPHER* object) const noexcept;
     void operator()(EVP_CIPHER_CTX* object) const noexcept;

@@ -41,7 +41,8 @@ public:
     virtual ~X509Store();
 
     /**
-     * Replaces the trusted certificates by those of a PEM text. A chain must lead to one that signed itself.
+     * Replaces the trusted certificates by those of a PEM text. A chain must lead to one that signed itself. The
+     * settings of a "TRUSTED CERTIFICATE" block hold: what it rejects is not trusted.
      * @throws CmnException as X509CertChain does for a text; the trusted certificates are then as they were
      */
     void setTrustedCerts(const std::string& pem);
@@ -70,9 +71,11 @@ public:
     /**
      * Verifies a chain at the present time.
      * @param pemChain PEM text; the leaf comes first, the others help to find the way to a trusted one
-     * @return 0 when OpenSSL built a chain, accepted or rejected: getStatus() tells; -1 when it built none
+     * @return 0 when there is a chain, accepted or rejected: getStatus() tells; -1 when OpenSSL built none and there is
+     *         none from before
      * @throws CmnException as X509CertChain does for a text; 36 and 7627 when the verification cannot begin. The
      *         outcome is then the exception's code and text
+     * @throws std::bad_alloc when memory is short; the outcome's code is 36
      */
     int verifyX509Cert(const std::string& pemChain);
 
@@ -82,7 +85,8 @@ public:
     /** @return the chain that OpenSSL built last, leaf first, as PEM text, as far as it got when it was rejected; empty
      *          when there is none */
     std::string getVerifiedCertChain() const;
-    /** @return that chain, borrowed: valid until the next verification; null when there is none */
+    /** @return that chain, borrowed: valid until the next verification or assignment, and never to be changed, as its
+     *          certificates are those that are trusted here; null when there is none */
     const X509CertChain* getVerifiedX509CertChain() const noexcept;
 
 private:

@@ -261,7 +261,8 @@ CMNCRYPTO_API int is_private_key_file_encrypted_c(const char* path, cmncrypto_ce
 /**
  * Translates a status number of the revocation checks into the X509_V_ERR_ value with which a verification callback
  * reports it to OpenSSL (X509_STORE_CTX_set_error()).
- * @param code 0, or 1, 3, 4, 6, 7, 8, 10 in the numbering of CCRYPTStatus
+ * @param code 0 good, 1 no issuer of the list found, 3 revoked, 4 stale, 6 the list's signature is wrong, 7 no list, 8
+ *             the list is not valid yet, 10 the list's issuer may not sign lists
  * @return the verify error; 1 (X509_V_ERR_UNSPECIFIED) for any other number
  */
 CMNCRYPTO_API int cmncrypto_getSSLVerifyErrorCode(int code);

@@ -22,6 +22,9 @@ void OpenSslDeleter::operator()(BIO* chain) const noexcept {
 void OpenSslDeleter::operator()(char* text) const noexcept {
     OPENSSL_free(text);
 }
+void OpenSslDeleter::operator()(unsigned char* bytes) const noexcept {
+    OPENSSL_free(bytes);
+}
 void OpenSslDeleter::operator()(DH* object) const noexcept {
     DH_free(object);
 }

@@ -114,16 +114,19 @@ int Crl::setDerCrl(const BinaryData& der) {
 
 int Crl::setPemCrl(const std::string& pem) {
     constexpr const char* function = "Crl::setPemCrl";
-    const int stored = store(m_pemCrl, pem);
     m_x509Crl.reset();
     m_searched = false;
     X509_CRL* read = nullptr;
-    const int result = stored != 0 ? stored : CrlConverter::pemToX509Crl(m_pemCrl, &read);
+    int result = CrlConverter::pemToX509Crl(pem, &read);
+    OpenSslPtr<X509_CRL> crl(read);
+    // Stored after parsing, which is when memory peaks, and stored even if that has failed.
+    const int stored = store(m_pemCrl, pem);
+    result = result != 0 ? result : stored;
     if (result != 0) {
-        clogmsg(logFailure, function, "Failed to convert PEM encoded CRL to X509_CRL. pemCrl = %s", m_pemCrl.c_str());
+        clogmsg(logFailure, function, "Failed to convert PEM encoded CRL to X509_CRL. pemCrl = %s", pem.c_str());
         return result;
     }
-    m_x509Crl.reset(read);
+    m_x509Crl = std::move(crl);
     return report(CrlConverter::x509CrlToDer(read, m_derCrl), function, "Failed to convert X509_CRL to DER.");
 }
 
@@ -183,10 +186,13 @@ X509Name Crl::getIssuer() const {
     return X509Name(issuer);
 }
 
-const ASN1_TIME* Crl::getLastUpdate() const {
-    return isHeld(m_x509Crl.get(), "Crl::getLastUpdate", "m_x509Crl is NULL. Cannot get last update.")
-               ? X509_CRL_get0_lastUpdate(m_x509Crl.get())
-               : nullptr;
+ASN1_TIME* Crl::getLastUpdate() const {
+    if (!isHeld(m_x509Crl.get(), "Crl::getLastUpdate", "m_x509Crl is NULL. Cannot get last update.")) {
+        return nullptr;
+    }
+    // Hosts keep it as what it was before OpenSSL made it const.
+    return const_cast<ASN1_TIME*>( // NOLINT(cppcoreguidelines-pro-type-const-cast)
+        X509_CRL_get0_lastUpdate(m_x509Crl.get()));
 }
 
 const ASN1_TIME* Crl::getNextUpdate() const {

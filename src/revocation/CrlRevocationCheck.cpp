@@ -110,10 +110,11 @@ CCRYPTStatus Crl::checkCrlSignAuth(X509CertChain* caBundle) const {
     if (result == 1) {
         return CCRYPT_SUCCESS;
     }
+    const std::string reason = drainSslErrors();
     if (result < 0) {
         clogmsg(logFailure, function, "Unable to verify CRL against public key");
     }
-    logSslError(function);
+    clogmsg(logFailure, function, "SSL Error : %s", reason.c_str());
     return result == 0 ? CCRYPT_CRL_SIGNATURE_FAILURE : CCRYPT_CRL_VERIFY_ERROR;
 }
 
@@ -175,6 +176,9 @@ CCRYPTStatus Crl::getCertRevokeState(X509Certificate* certificate, RevokeInfo* i
  * is far cheaper; it is the second question that makes sorting worth its price.
  */
 int Crl::findEntry(const ASN1_INTEGER* serial, X509_REVOKED** entry) const {
+    if (!m_x509Crl) {
+        return 0;
+    }
     const bool first = !m_searched;
     m_searched = true;
     return first ? findRevokedInOrder(m_x509Crl.get(), serial, entry)

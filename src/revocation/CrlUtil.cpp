@@ -11,6 +11,7 @@
 #include "frame/Failure.h"
 #include "ossl/ErrorQueue.h"
 #include "revocation/AsnTime.h"
+#include "revocation/OpenSslErrorLog.h"
 
 // A format is a literal of this file, with its one "%s".
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
@@ -50,15 +51,16 @@ int failure(const char* text, int code) {
 }
 
 int leafAlone(const std::string& pemChain, STACK_OF(X509)** certificates) {
-    OpenSslPtr<X509> leaf(X509CertChain::getX509LeafCertFromBlob(pemChain.c_str()));
+    const X509CertChain chain(pemChain, INIT_TYPE_BLOB, true);
+    X509* const leaf = (*chain.getCertChainBegin())->getX509();
     OpenSslPtr<STACK_OF(X509)> stack(sk_X509_new_null());
     if (!stack) {
         return failure("Failed to allocate memory for lc_x509Certs", codeNoMemory);
     }
-    if (sk_X509_push(stack.get(), leaf.get()) == 0) {
+    if (sk_X509_push(stack.get(), leaf) == 0) {
         return failure("sk_X509_push() failed to push X509 cert", codeStackRefused);
     }
-    static_cast<void>(leaf.release());
+    X509_up_ref(leaf); // for the stack, which outlives the chain
     *certificates = stack.release();
     return 0;
 }
@@ -148,10 +150,5 @@ bool CrlUtil::isCrlExpired(X509_CRL* crl) {
 }
 
 void CrlUtil::logOpenSSLErrors(const char* function) {
-    const unsigned long error = ERR_peek_last_error();
-    if (error != 0 && isLogged()) {
-        char text[1024];
-        ERR_error_string_n(error, text, sizeof text);
-        clogmsg(logFailure, function, "OpenSSL error %ld :  %s", static_cast<long>(error), text);
-    }
+    logOpenSslError(function, ERR_peek_last_error());
 }

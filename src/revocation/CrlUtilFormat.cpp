@@ -10,6 +10,7 @@
 #include "frame/Failure.h"
 #include "ossl/ErrorQueue.h"
 #include "revocation/CrlFile.h"
+#include "revocation/OpenSslErrorLog.h"
 #include "x509/PassPhrase.h"
 
 using namespace CmnCrypto;
@@ -61,9 +62,10 @@ int failedOpen(const char* function, int code) {
 int findInFile(const std::string& path, const char* function, FoundList& list) {
     CrlFile file;
     if (const int code = file.open(path); code != 0) {
+        const unsigned long error = ERR_peek_last_error(); // a log callback may empty the queue
         failedOpen(function, code);
         if (function == readTag && code == codeReadFailed) {
-            CrlUtil::logOpenSSLErrors(function);
+            logOpenSslError(function, error);
         }
         return code;
     }
@@ -71,7 +73,7 @@ int findInFile(const std::string& path, const char* function, FoundList& list) {
         list = found(function, std::move(crl), CRL_FORMAT_DER);
         return 0;
     }
-    if (ERR_peek_error() != 0) {
+    if (function == fileTag || ERR_peek_error() != 0) { // of an empty file OpenSSL says nothing
         clogmsg(logInfo, function, "CRL is not in DER format");
         ossl::clearErrors();
     }

@@ -15,9 +15,13 @@ namespace {
 
 constexpr const char* parserTag = "extractX509CrlFromString()";
 
-/** Logs a failure of the parser, with OpenSSL's errors, and throws it. */
-[[noreturn]] void failParsing(const char* text, int32_t code) {
-    logSslError(parserTag);
+/** Logs a failure of the parser, with OpenSSL's errors, and throws it. @param twice log it on its own before, too */
+[[noreturn]] void failParsing(const char* text, int32_t code, bool twice = false) {
+    const std::string reason = drainSslErrors();
+    if (twice) {
+        clogmsg(logFailure, parserTag, "%s", text);
+    }
+    clogmsg(logFailure, parserTag, "SSL Error : %s", reason.c_str());
     clogmsg(logFailure, parserTag, "Caught Exception : %s", text);
     throw CmnException(text, code);
 }
@@ -87,9 +91,8 @@ int X509CrlChain::extractX509CrlFromString() {
             continue;
         }
         if (sk_X509_CRL_push(crls.get(), object->crl) == 0) {
-            constexpr const char* text = "sk_X509_CRL_push() failed to push X509 crl";
-            clogmsg(logFailure, parserTag, text);
-            failParsing(text, CmnException::noCode);
+            constexpr bool twice = true;
+            failParsing("sk_X509_CRL_push() failed to push X509 crl", CmnException::noCode, twice);
         }
         object->crl = nullptr; // it is the stack's now
     }
@@ -118,8 +121,9 @@ X509_CRL* X509CrlChain::getCRLatIndex(const unsigned int& index) const {
     }
     const X509_CRL* const crl = sk_X509_CRL_value(m_x509Crls.get(), static_cast<int>(index));
     if (crl == nullptr) {
+        const std::string reason = drainSslErrors();
         clogmsg(logFailure, function, "Failed to extract X509_CRL at index : %d", static_cast<int>(index));
-        logSslError(function);
+        clogmsg(logFailure, function, "SSL Error : %s", reason.c_str());
         throw CmnException("Failed to extract X509_CRL at index");
     }
     X509_CRL* const copy = X509_CRL_dup(crl);

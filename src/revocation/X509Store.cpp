@@ -11,6 +11,23 @@ namespace CmnCrypto {
 
 namespace {
 
+/** A copy with the settings of "TRUSTED CERTIFICATE" blocks, which X509_dup() would drop. @return null without memory
+ */
+OpenSslPtr<X509> copyOf(X509* certificate) {
+    unsigned char* der = nullptr;
+    const int length = i2d_X509_AUX(certificate, &der);
+    const OpenSslPtr<unsigned char> owner(der);
+    const unsigned char* position = der;
+    return OpenSslPtr<X509>(length > 0 ? d2i_X509_AUX(nullptr, &position, length) : nullptr);
+}
+
+/** @return null when memory is short */
+OpenSslPtr<STACK_OF(X509)> copyOf(const STACK_OF(X509)* certificates) {
+    return OpenSslPtr<STACK_OF(X509)>(sk_X509_deep_copy(
+        certificates, [](const X509* certificate) { return copyOf(const_cast<X509*>(certificate)).release(); },
+        X509_free));
+}
+
 unsigned long checkFlags(crl_check_level level) {
     switch (level) {
     case CRL_CHECK_LEAF:
@@ -39,12 +56,17 @@ X509Store::X509Store(const X509Store& other) : X509Store() {
     constexpr const char* function = "X509Store::X509Store";
     const ossl::ErrorScope errors;
     if (other.m_trusted) {
-        m_trusted.reset(X509_chain_up_ref(other.m_trusted.get())); // certificates never change
+        m_trusted = copyOf(other.m_trusted.get());
     }
     if (other.m_verifyParam) {
         m_verifyParam.reset(X509_VERIFY_PARAM_new());
     }
-    if ((other.m_trusted && !m_trusted) || (other.m_verifyParam && !m_verifyParam) ||
+    OpenSslPtr<STACK_OF(X509)> verified;
+    if (other.m_verifiedChain) {
+        verified = copyOf(referencesTo(*other.m_verifiedChain).get());
+    }
+    if ((other.m_trusted && !m_trusted) || (other.m_verifiedChain && !verified) ||
+        (other.m_verifyParam && !m_verifyParam) ||
         (m_verifyParam && X509_VERIFY_PARAM_set1(m_verifyParam.get(), other.m_verifyParam.get()) != 1) ||
         X509_STORE_set1_param(m_store.get(), X509_STORE_get0_param(other.m_store.get())) != 1) {
         failWithSslErrors(function, "Failed to copy X509_STORE with error %s", "Failed to copy X509_STORE.",
@@ -54,7 +76,7 @@ X509Store::X509Store(const X509Store& other) : X509Store() {
         m_crls = std::make_unique<X509CrlChain>(other.m_crls->getCrlChainBlob());
     }
     if (other.m_verifiedChain) {
-        m_verifiedChain = chainOver(referencesTo(*other.m_verifiedChain).get());
+        m_verifiedChain = chainOver(verified.get());
     }
     setVerifyCallback(X509_STORE_get_verify_cb(other.m_store.get()));
     m_status = other.m_status;
@@ -78,9 +100,11 @@ void X509Store::setTrustedCerts(const std::string& pem) {
 }
 
 void X509Store::setCrl(const std::string& pem) {
-    m_crls.reset();
     if (pem.empty()) {
         clogmsg(logTrace, "X509Store::setCrl", "CRL Stack string is empty to reseting previous allocation");
+    }
+    m_crls.reset();
+    if (pem.empty()) {
         return;
     }
     m_crls = std::make_unique<X509CrlChain>(pem);

@@ -1,6 +1,7 @@
 // The verification itself.
 
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -43,6 +44,9 @@ int X509Store::verifyX509Cert(const std::string& pemChain) try {
 } catch (const CmnException& failure) {
     m_status.code = failure.getErrorCode();
     m_status.message = failure.what();
+    throw;
+} catch (const std::bad_alloc&) {
+    m_status.code = codeNoMemory;
     throw;
 }
 

@@ -49,7 +49,7 @@ TEST(CrlDistributionPoints, EveryReason) {
         for (unsigned int bit = 0; bit < 9; ++bit) {
             flags |= (covered >> bit & 1U) << (15 - bit);
         }
-        char text[] = "000000";
+        char text[16];
         std::snprintf(text, sizeof text, "%06x", flags);
         const auto certificate = certificateWithPoints(std::string("http://a;") + text + ";&http://b;;");
         for (unsigned int requested = 0; requested < 512; ++requested) {
