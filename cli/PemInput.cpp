@@ -108,14 +108,15 @@ bool endOfPem() {
 }
 
 /** Decodes one certificate and appends it in PEM. @return the bytes it took, 0 when they are no certificate */
-size_t appendCertificate(BIO* pem, const unsigned char* data, long size) {
+size_t appendCertificate(BIO* pem, const unsigned char* data, long size, bool withSettings) {
     const unsigned char* position = data;
-    const OwnedCertificate certificate(d2i_X509(nullptr, &position, size));
+    const OwnedCertificate certificate((withSettings ? d2i_X509_AUX : d2i_X509)(nullptr, &position, size));
     if (!certificate) {
         ERR_clear_error();
         return 0;
     }
-    if (PEM_write_bio_X509(pem, certificate.get()) != 1) {
+    if ((withSettings ? PEM_write_bio_X509_AUX(pem, certificate.get()) : PEM_write_bio_X509(pem, certificate.get())) !=
+        1) {
         throw std::bad_alloc();
     }
     return static_cast<size_t>(position - data);
@@ -258,18 +259,32 @@ Secret readWhole(const std::string& name, size_t maximum, const std::string& kin
     }
 }
 
-std::string certificatesAsPem(const std::string& name) {
+namespace {
+
+std::string collectCertificates(const std::string& name, bool keepSettings) {
     const Secret input = readWhole(name);
     const OwnedBio pem = memoryBio();
+    bool withSettings = false;
     collect(name, input,
             {"certificate",
-             [](const PemBlock& block) {
+             [keepSettings, &withSettings](const PemBlock& block) {
+                 withSettings = keepSettings && block.is(PEM_STRING_X509_TRUSTED);
                  return block.is(PEM_STRING_X509) || block.is(PEM_STRING_X509_OLD) || block.is(PEM_STRING_X509_TRUSTED);
              },
-             [&pem](const unsigned char* data, size_t size) {
-                 return appendCertificate(pem.get(), data, static_cast<long>(size));
+             [&pem, &withSettings](const unsigned char* data, size_t size) {
+                 return appendCertificate(pem.get(), data, static_cast<long>(size), withSettings);
              }});
     return contentOf(pem).text();
+}
+
+} // namespace
+
+std::string certificatesAsPem(const std::string& name) {
+    return collectCertificates(name, false);
+}
+
+std::string trustedCertificatesAsPem(const std::string& name) {
+    return collectCertificates(name, true);
 }
 
 EncodedLists encodedLists(const std::string& name) {

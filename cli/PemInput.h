@@ -34,6 +34,9 @@ Secret readWhole(const std::string& name, size_t maximum, const std::string& kin
  */
 std::string certificatesAsPem(const std::string& name);
 
+/** As certificatesAsPem(); what a "TRUSTED CERTIFICATE" is trusted for, or not, stays with it. */
+std::string trustedCertificatesAsPem(const std::string& name);
+
 /** The revocation lists of an input. */
 struct EncodedLists {
     bool pem;                    ///< it was in PEM, otherwise in DER

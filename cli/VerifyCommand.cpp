@@ -184,8 +184,8 @@ ExitCode runVerify(const VerifyOptions& options) {
     readStandardInputOnce(names);
     const std::string level = options.levelGiven->count() > 0 ? options.level : options.lists.empty() ? "off" : "chain";
     const Lists lists(options.lists);
-    const ChainAnswer answer = verifyChain(
-        {certificatesAsPem(options.trusted), certificatesAsPem(options.chain.input), lists.lists, levels.at(level)});
+    const ChainAnswer answer = verifyChain({trustedCertificatesAsPem(options.trusted),
+                                            certificatesAsPem(options.chain.input), lists.lists, levels.at(level)});
     return report(options, level, answer, lists);
 }
 
