@@ -22,7 +22,7 @@ namespace {
 using Reasons = std::bitset<std::size(crlReasonFlagNames)>;
 
 constexpr int walkFailed = -1;
-constexpr int shortestSkippedUri = 6; ///< URIs of this length or less are nobody's list
+constexpr int longestSkippedUri = 6; ///< URIs of this length or less are nobody's list
 
 /** What tells the two walks apart. */
 struct Walk {
@@ -175,8 +175,21 @@ bool isHttp(const char* uri) {
     return beginsWithIgnoringCase(uri, "http://") || beginsWithIgnoringCase(uri, "https://");
 }
 
-/** Calls @p keep with the text, up to its first NUL, and position of every URI that is long enough. */
-template <class Keep> int eachUri(const DIST_POINT_NAME* name, const char* function, Keep&& keep) {
+/**
+ * Calls @p keep with @p urls, the text, up to its first NUL, and the position of every URI that is long enough. A name
+ * relative to the issuer has none, and empties @p urls.
+ */
+template <class Keep>
+int eachUri(const DIST_POINT_NAME* name, const char* function, std::vector<std::string>& urls, Keep&& keep) {
+    constexpr int fullName = 0;
+    if (name == nullptr) {
+        return failWalk(function, "Input distpoint found null");
+    }
+    if (name->type != fullName) {
+        clogmsg(logInfo, function, "Input distpoint is not of type fullname");
+        urls.clear();
+        return 0;
+    }
     const GENERAL_NAMES* const names = name->name.fullname;
     if (names == nullptr) {
         return failWalk(function, "Failed to get distribution point general names");
@@ -186,19 +199,17 @@ template <class Keep> int eachUri(const DIST_POINT_NAME* name, const char* funct
         if (entry == nullptr) {
             return walkFailed;
         }
-        if (entry->type != GEN_URI || ASN1_STRING_length(entry->d.uniformResourceIdentifier) <= shortestSkippedUri) {
+        if (entry->type != GEN_URI || ASN1_STRING_length(entry->d.uniformResourceIdentifier) <= longestSkippedUri) {
             continue;
         }
         const unsigned char* const uri = ASN1_STRING_get0_data(entry->d.uniformResourceIdentifier);
         if (uri == nullptr) {
             return failAt(function, "Failed to get URI from GENERAL_NAME[%d]", i);
         }
-        keep(reinterpret_cast<const char*>(uri), i);
+        keep(urls, reinterpret_cast<const char*>(uri), i);
     }
     return 0;
 }
-
-constexpr int fullName = 0; ///< of DIST_POINT_NAME::type
 
 } // namespace
 
@@ -243,23 +254,16 @@ int CrlUtil::getURLsFromCertCDPs(const X509* certificate, const std::bitset<9>& 
 
 int CrlUtil::getHttpURLsFromDistPointName(const DIST_POINT_NAME* name, std::vector<std::string>& urls) {
     constexpr const char* function = "CrlUtil::getHttpURLsFromDistPointName()";
-    if (name == nullptr) {
-        return failWalk(function, "Input distpoint found null");
-    }
-    if (name->type != fullName) {
-        clogmsg(logInfo, function, "Input distpoint is not of type fullname");
-        urls.clear();
-        return 0;
-    }
     std::vector<std::string> kept;
-    const int result = eachUri(name, function, [&](const char* uri, int position) {
-        if (isHttp(uri)) {
-            kept.emplace_back(uri);
-        } else {
-            clogmsg(logInfo, function, "URI:[%s] extracted from GENERAL_NAME[%d] is not HTTP or HTTPS URI, skipping",
-                    uri, position);
-        }
-    });
+    const int result =
+        eachUri(name, function, kept, [](std::vector<std::string>& gathered, const char* uri, int position) {
+            if (isHttp(uri)) {
+                gathered.emplace_back(uri);
+            } else {
+                clogmsg(logInfo, function,
+                        "URI:[%s] extracted from GENERAL_NAME[%d] is not HTTP or HTTPS URI, skipping", uri, position);
+            }
+        });
     if (result == 0) {
         urls = std::move(kept);
     }
@@ -267,15 +271,7 @@ int CrlUtil::getHttpURLsFromDistPointName(const DIST_POINT_NAME* name, std::vect
 }
 
 int CrlUtil::getURLsFromDistPointName(const DIST_POINT_NAME* name, std::vector<std::string>& urls) {
-    constexpr const char* function = "CrlUtil::getURLsFromDistPointName()";
-    if (name == nullptr) {
-        return failWalk(function, "Input distpoint found null");
-    }
-    if (name->type != fullName) {
-        clogmsg(logInfo, function, "Input distpoint is not of type fullname");
-        urls.clear();
-        return 0;
-    }
     // Appended at once, unlike the other: callers get what came before an unreadable name.
-    return eachUri(name, function, [&](const char* uri, int) { urls.emplace_back(uri); });
+    return eachUri(name, "CrlUtil::getURLsFromDistPointName()", urls,
+                   [](std::vector<std::string>& gathered, const char* uri, int) { gathered.emplace_back(uri); });
 }
