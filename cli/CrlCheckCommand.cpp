@@ -113,6 +113,10 @@ std::vector<std::string> notLookedAt(const Material& material) {
     if (!(issuer == material.list().getIssuer())) {
         list.problem("another issuer: the certificate is by " + nameOf(issuer) +
                      ", and a list knows the serial numbers of its own issuer only");
+    } else if (X509_verify(material.certificate().getX509(), X509_get0_pubkey(material.signer().getX509())) != 1) {
+        ERR_clear_error();
+        list.problem("another key: the signer of the list has not signed the certificate; it may be an authority that "
+                     "only has the same name");
     }
     if (const auto scope = listScope(material.list()); scope && !scope->empty()) {
         list.problem("partial list: it is for " + scope->front() +
@@ -129,16 +133,16 @@ std::vector<std::string> notLookedAt(const Material& material) {
     return list.document()["problems"];
 }
 
-void addRevocation(const Material& material, const Decision& decision, Details& details) {
+void addRevocation(const Material& material, const Decision& decision, bool isSigned, Details& details) {
     const X509_REVOKED* const entry =
         findEntry(material.list(), X509_get0_serialNumber(material.certificate().getX509()));
-    if (entry == nullptr || (decision.verdict != revoked && decision.verdict != stale)) {
+    if (entry == nullptr || decision.verdict == good || !isSigned) {
         return;
     }
     const CrlEntry content(entry);
-    if (decision.verdict == stale) {
+    if (decision.verdict != revoked) {
         if (content.reason != CRL_REASON_REMOVE_FROM_CRL) {
-            details.problem("listed: this list, old as it is, has the certificate as revoked since " +
+            details.problem("listed: whatever the list is worth, it has the certificate as revoked since " +
                             content.date.text());
         }
         return;
@@ -174,7 +178,7 @@ ExitCode runCheck(const CheckOptions& options) {
     details.add("Certificate", "certificate", options.certificate.input);
     details.add("Subject", "subject", nameOf(material.certificate().getSubject()), Backslash::keep);
     details.add("Serial number", "serialNumber", material.certificate().getSerialNumber());
-    addRevocation(material, decision, details);
+    addRevocation(material, decision, isSigned, details);
     Details list;
     material.lists.addTo(list, "List");
     addListIdentity(material.list(), "  ", list);

@@ -95,7 +95,7 @@ void judgeVersion(const Crl& list, Details& details) {
 void addListProblems(const Crl& list, Details& details) {
     judgeDates(list, details);
     if (list.isDeltaCRL()) {
-        details.problem("delta list: it holds changes only, and no check is made with it");
+        details.problem("delta list: it holds changes only; a check needs the complete list");
     }
     judgeSignature(list, details);
     judgeExtensions(list, details);

@@ -57,7 +57,8 @@ Found findUrls(const UrlOptions& options, const X509* certificate) {
 void addUrl(const std::string& url, Json& urls, std::string& lines) {
     std::string server;
     int port = -1;
-    const bool split = CrlUtil::parseURL(url, server, port) == 0;
+    constexpr int highestPort = 65535;
+    const bool split = CrlUtil::parseURL(url, server, port) == 0 && port > 0 && port <= highestPort;
     urls.push_back({{"url", url}, {"server", split ? Json(server) : Json()}, {"port", split ? Json(port) : Json()}});
     lines += (lines.empty() ? "" : "\n") + printable(url) +
              (split ? "\t" + printable(server) + "\t" + std::to_string(port) : "");
@@ -83,8 +84,10 @@ ExitCode runUrls(const UrlOptions& options) {
         printLine(lines);
     }
     if (found.urls.empty()) {
-        printError(inputLabel(options.certificate.input) + ": none of the " + std::to_string(found.points) +
-                   " CRL distribution points serves; --verbose says why");
+        printError(inputLabel(options.certificate.input) +
+                   (found.points == 0 ? ": has no CRL distribution points"
+                                      : ": none of the " + std::to_string(found.points) +
+                                            " CRL distribution points serves; --verbose says why"));
     }
     return found.urls.empty() ? ExitCode::negative : ExitCode::success;
 }

@@ -49,8 +49,12 @@ Json Details::document() const {
 void Details::print(bool json) const {
     if (json) {
         printJson(document());
-        return;
+    } else if (const std::string whole = text(); !whole.empty()) {
+        printLine(whole);
     }
+}
+
+std::string Details::text() const {
     std::vector<Line> lines = m_lines;
     for (const std::string& text : m_problems) {
         lines.push_back({"Problem:", printable(text, Backslash::keep)});
@@ -59,9 +63,11 @@ void Details::print(bool json) const {
     for (const Line& line : lines) {
         width = std::max(width, line.label.size() + 1);
     }
+    std::string whole;
     for (const Line& line : lines) {
-        printLine(line.label + std::string(width - line.label.size(), ' ') + line.text);
+        whole += (whole.empty() ? "" : "\n") + line.label + std::string(width - line.label.size(), ' ') + line.text;
     }
+    return whole;
 }
 
 void Details::printOrWarn(bool json, bool quiet) const {

@@ -34,6 +34,8 @@ public:
     Json document() const;
     /** Prints all of it. @throws Failure (output cannot be written) */
     void print(bool json) const;
+    /** @return the lines, the problems last: a reader such as head takes what is written at once as a whole */
+    std::string text() const;
     /** Prints the document, or, where the output tells enough by itself, the problems as warnings. */
     void printOrWarn(bool json, bool quiet) const;
 

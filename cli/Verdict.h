@@ -27,11 +27,12 @@ inline constexpr Verdict stale = {"stale", ExitCode::stale};
 inline constexpr Verdict cannotTell = {"cannot tell", ExitCode::undecided};
 
 /** Prints the verdict, in text on a line of its own, and the evidence. @return the verdict's code @throws Failure */
-inline ExitCode printVerdict(const Verdict& verdict, const Details& evidence, bool json) {
-    if (!json) {
-        printLine(std::string(verdict.word));
+inline ExitCode printVerdict(const Verdict& verdict, const Details& evidence, bool json, const std::string& more = "") {
+    if (json) {
+        evidence.print(true);
+    } else {
+        printLine(std::string(verdict.word) + "\n" + evidence.text() + more);
     }
-    evidence.print(json);
     return verdict.exit;
 }
 

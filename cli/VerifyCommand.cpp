@@ -43,6 +43,11 @@ struct Lists {
         }
         for (const CrlInput& input : inputs) {
             for (const Crl& list : input.lists()) {
+                if (list.isDeltaCRL()) {
+                    // OpenSSL would take it for a complete one, and as the newer one of the two.
+                    ++deltas;
+                    continue;
+                }
                 sources.push_back(&input);
                 lists.push_back(&list);
             }
@@ -52,6 +57,7 @@ struct Lists {
     std::vector<CrlInput> inputs;
     std::vector<const CrlInput*> sources;
     std::vector<const Crl*> lists;
+    size_t deltas = 0; ///< how many were left out
 };
 
 Verdict verdictOn(int error) {
@@ -116,8 +122,10 @@ std::vector<Details> describeChain(const ChainAnswer& answer, const Lists& lists
 void explainMissingList(const Lists& lists, const X509Name& issuer, Details& details) {
     for (const Crl* list : lists.lists) {
         if (list->getIssuer() == issuer) {
-            details.problem("no list fits: there is one by " + nameOf(issuer) +
-                            ", but it is for other certificates (crl show prints its scope) or of another key");
+            details.problem(
+                "no list fits: there is one by " + nameOf(issuer) +
+                ", but it is indirect, for other certificates or some reasons only (see crl show), or of another "
+                "key");
             return;
         }
     }
@@ -163,19 +171,21 @@ ExitCode report(const VerifyOptions& options, const std::string& level, const Ch
     if (level == "off" && !lists.lists.empty()) {
         details.problem("lists ignored: --crl-check is off");
     }
+    if (lists.deltas > 0) {
+        details.problem("delta lists: " + std::to_string(lists.deltas) + " left out, as they hold changes only");
+    }
     const std::vector<Details> parts = describeChain(answer, lists);
     Json chain = Json::array();
     for (const Details& part : parts) {
         chain.push_back(part.members());
     }
     details.add("", "chain", chain);
-    const ExitCode exit = printVerdict(verdict, details, options.chain.json);
-    for (size_t i = 0; i < parts.size() && !options.chain.json; ++i) {
-        printLine("\nCertificate " + std::to_string(i + 1) + " of " + std::to_string(parts.size()) + ", depth " +
-                  std::to_string(i));
-        parts[i].print(false);
+    std::string more;
+    for (size_t i = 0; i < parts.size(); ++i) {
+        more += "\n\nCertificate " + std::to_string(i + 1) + " of " + std::to_string(parts.size()) + ", depth " +
+                std::to_string(i) + "\n" + parts[i].text();
     }
-    return exit;
+    return printVerdict(verdict, details, options.chain.json, more);
 }
 
 ExitCode runVerify(const VerifyOptions& options) {
