@@ -1,5 +1,6 @@
 #include "CertificateInput.h"
 
+#include "FileOption.h"
 #include "PemInput.h"
 
 namespace CmnCrypto::Cli {
@@ -19,7 +20,7 @@ std::string joined(const std::vector<std::string>& names) {
 
 void addCertificateOptions(CLI::App& parser, CertificateOptions& options) {
     parser.add_flag("--json", options.json, "Print the result as one JSON document");
-    parser.add_option("IN", options.input, "Certificate in PEM or DER; - or none: standard input");
+    parser.add_option("IN", options.input, "Certificate in PEM or DER; - or none: standard input")->check(namedFile());
 }
 
 CertificateInput::CertificateInput(const std::string& name) : m_chain(certificatesAsPem(name), INIT_TYPE_BLOB) {}

@@ -77,10 +77,6 @@ Decision decide(Material& material) {
     return decision;
 }
 
-std::string nameOf(const X509Name& name) {
-    return readableName(name.getX509Name());
-}
-
 bool isSignedBy(const Crl& list, const X509Certificate& signer) {
     EVP_PKEY* const key = X509_get0_pubkey(signer.getX509());
     const bool fits = key != nullptr && X509_CRL_verify(list.getX509Crl(), key) == 1;
@@ -101,9 +97,10 @@ void explainSignature(const Material& material, const std::string& bundle, Detai
             return;
         }
     }
-    details.problem(named ? "wrong signature: the list was altered, or its issuer has another key than in " + bundle
-                          : "another authority: the list is by " + nameOf(issuer) + ", the first certificate of " +
-                                bundle + " belongs to " + nameOf(material.signer().getSubject()));
+    details.problem(named
+                        ? "wrong signature: the list was altered, or its issuer has another key than in " + bundle
+                        : "another authority: the list is by " + readableName(issuer) + ", the first certificate of " +
+                              bundle + " belongs to " + readableName(material.signer().getSubject()));
 }
 
 /** What the decision does not ask for, where that matters. */
@@ -111,7 +108,7 @@ std::vector<std::string> notLookedAt(const Material& material) {
     Details list;
     const X509Name issuer = material.certificate().getIssuer();
     if (!(issuer == material.list().getIssuer())) {
-        list.problem("another issuer: the certificate is by " + nameOf(issuer) +
+        list.problem("another issuer: the certificate is by " + readableName(issuer) +
                      ", and a list knows the serial numbers of its own issuer only");
     } else if (X509_verify(material.certificate().getX509(), X509_get0_pubkey(material.signer().getX509())) != 1) {
         ERR_clear_error();
@@ -176,7 +173,7 @@ ExitCode runCheck(const CheckOptions& options) {
     Details details;
     details.add("", "verdict", decision.verdict.word);
     details.add("Certificate", "certificate", options.certificate.input);
-    details.add("Subject", "subject", nameOf(material.certificate().getSubject()), Backslash::keep);
+    details.add("Subject", "subject", readableName(material.certificate().getSubject()), Backslash::keep);
     details.add("Serial number", "serialNumber", material.certificate().getSerialNumber());
     addRevocation(material, decision, isSigned, details);
     Details list;
@@ -184,11 +181,12 @@ ExitCode runCheck(const CheckOptions& options) {
     addListIdentity(material.list(), "  ", list);
     details.addPart("list", list);
     addAge(material, decision, details);
-    details.add("Signer", "", nameOf(material.signer().getSubject()) + (isSigned ? "" : " (has not signed the list)"),
+    details.add("Signer", "",
+                readableName(material.signer().getSubject()) + (isSigned ? "" : " (has not signed the list)"),
                 Backslash::keep);
     details.add("", "signer",
                 {{"file", options.authority},
-                 {"subject", nameOf(material.signer().getSubject())},
+                 {"subject", readableName(material.signer().getSubject())},
                  {"sha256", material.signer().generateHash(HASH_ALGO_SHA256)},
                  {"hasSigned", isSigned}});
     details.add("Not looked at", "notLookedAt", notLookedAt(material), Backslash::keep);

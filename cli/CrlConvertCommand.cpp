@@ -3,6 +3,7 @@
 
 #include "Commands.h"
 #include "CrlInput.h"
+#include "FileOption.h"
 #include "TextOutput.h"
 
 namespace CmnCrypto::Cli {
@@ -37,7 +38,8 @@ Command addCrlConvertCommand(CLI::App& group) {
     CLI::App* parser = group.add_subcommand("convert", "Write a revocation list in DER or PEM");
     parser->add_option("-t,--to", options->to, "Format to write")->required()->check(CLI::IsMember({"der", "pem"}));
     addTextOutputOptions(*parser, options->output);
-    parser->add_option("IN", options->input, "Revocation list in PEM or DER; - or none: standard input");
+    parser->add_option("IN", options->input, "Revocation list in PEM or DER; - or none: standard input")
+        ->check(namedFile());
     return {parser, [options] { return runConvert(*options); }};
 }
 

@@ -13,6 +13,7 @@
 #include "CrlEntries.h"
 #include "CrlInput.h"
 #include "CrlProblems.h"
+#include "FileOption.h"
 #include "OpenSslOwner.h"
 
 namespace CmnCrypto::Cli {
@@ -120,7 +121,8 @@ Command addCrlShowCommand(CLI::App& group) {
         "-s,--serial", options->serial, "Look for this serial number in hexadecimal; exit code 1 when it is revoked");
     parser->add_flag("--json", options->json, "Print the result as one JSON document");
     options->inputGiven =
-        parser->add_option("IN", options->input, "Revocation list in PEM or DER; - or none: standard input");
+        parser->add_option("IN", options->input, "Revocation list in PEM or DER; - or none: standard input")
+            ->check(namedFile());
     return {parser, [options] { return runShow(*options); }};
 }
 

@@ -10,6 +10,7 @@
 #include "AlternativeNames.h"
 #include "CertificateDetails.h"
 #include "Commands.h"
+#include "FileOption.h"
 #include "KeyDescription.h"
 #include "OpenSslOwner.h"
 #include "PemInput.h"
@@ -172,7 +173,7 @@ Command addShowCommand(CLI::App& group) {
     auto options = std::make_shared<ShowRequestOptions>();
     CLI::App* parser = group.add_subcommand("show", "Show a request and verify its signature");
     parser->add_flag("--json", options->json, "Print the result as one JSON document");
-    parser->add_option("FILE", options->input, "Request in PEM or DER; - or none: standard input");
+    parser->add_option("FILE", options->input, "Request in PEM or DER; - or none: standard input")->check(namedFile());
     return {parser, [options] { return runShow(*options); }};
 }
 

@@ -30,6 +30,10 @@ std::string readableName(const X509_NAME* name) {
     return X509_NAME_entry_count(name) == 0 ? "(empty)" : nameText(name, XN_FLAG_ONELINE);
 }
 
+std::string readableName(const X509Name& name) {
+    return readableName(name.getX509Name());
+}
+
 std::string rfc2253Name(const X509_NAME* name) {
     return X509_NAME_entry_count(name) == 0 ? "" : nameText(name, XN_FLAG_RFC2253);
 }

@@ -8,6 +8,8 @@
 
 #include <openssl/types.h>
 
+#include "cmncrypto/X509Name.h"
+
 namespace CmnCrypto::Cli {
 
 /**
@@ -16,6 +18,7 @@ namespace CmnCrypto::Cli {
  * @return "(empty)" for a name without attributes
  */
 std::string readableName(const X509_NAME* name);
+std::string readableName(const X509Name& name); ///< as above
 
 /** As above in the form of RFC 2253: the last attribute first, no blanks. @return "" for a name without attributes */
 std::string rfc2253Name(const X509_NAME* name);

@@ -1,5 +1,6 @@
 #include <map>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -68,13 +69,11 @@ Verdict verdictOn(int error) {
         return revoked;
     case X509_V_ERR_CRL_HAS_EXPIRED:
         return stale;
+    case X509_V_ERR_OUT_OF_MEM:
+        throw std::bad_alloc();
     default:
         return CrlUtil::getCrlQxuStatusFromSSLerr(error) == notAboutLists ? rejected : cannotTell;
     }
-}
-
-std::string nameOf(const X509Name& name) {
-    return readableName(name.getX509Name());
 }
 
 /** Adds the lists that were asked about a certificate. */
@@ -107,8 +106,8 @@ std::vector<Details> describeChain(const ChainAnswer& answer, const Lists& lists
         Details part;
         part.add("", "depth", depth);
         const X509Certificate& certificate = **at;
-        part.add("Subject", "subject", nameOf(certificate.getSubject()), Backslash::keep);
-        part.add("Issuer", "issuer", nameOf(certificate.getIssuer()), Backslash::keep);
+        part.add("Subject", "subject", readableName(certificate.getSubject()), Backslash::keep);
+        part.add("Issuer", "issuer", readableName(certificate.getIssuer()), Backslash::keep);
         part.add("Serial number", "serialNumber", certificate.getSerialNumber());
         addDates(certificate, part);
         part.add("", "sha256", certificate.generateHash(HASH_ALGO_SHA256));
@@ -123,14 +122,14 @@ void explainMissingList(const Lists& lists, const X509Name& issuer, Details& det
     for (const Crl* list : lists.lists) {
         if (list->getIssuer() == issuer) {
             details.problem(
-                "no list fits: there is one by " + nameOf(issuer) +
+                "no list fits: there is one by " + readableName(issuer) +
                 ", but it is indirect, for other certificates or some reasons only (see crl show), or of another "
                 "key");
             return;
         }
     }
-    details.problem("no list: none of the " + std::to_string(lists.lists.size()) + " given is by " + nameOf(issuer) +
-                    "; crl urls says where to fetch it");
+    details.problem("no list: none of the " + std::to_string(lists.lists.size()) + " given is by " +
+                    readableName(issuer) + "; crl urls says where to fetch it");
 }
 
 void addFailureEvidence(const ChainAnswer& answer, const Lists& lists, Details& details) {
@@ -145,13 +144,25 @@ void addFailureEvidence(const ChainAnswer& answer, const Lists& lists, Details& 
         return;
     }
     const X509Certificate& certificate = *chain.getCertChainBegin()[answer.depth];
-    details.add("Certificate", "subject", nameOf(certificate.getSubject()), Backslash::keep);
+    details.add("Certificate", "subject", readableName(certificate.getSubject()), Backslash::keep);
     details.add("Serial number", "serialNumber", certificate.getSerialNumber());
     if (answer.revocation) {
         answer.revocation->addTo(details);
     }
-    if (answer.error == X509_V_ERR_UNABLE_TO_GET_CRL) {
+    switch (answer.error) {
+    case X509_V_ERR_UNABLE_TO_GET_CRL:
         explainMissingList(lists, certificate.getIssuer(), details);
+        break;
+    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
+        details.problem("no root: a trusted certificate must have signed itself; trust " +
+                        readableName(certificate.getIssuer()) + " as well");
+        break;
+    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
+        details.problem("no issuer: add the certificate of " + readableName(certificate.getIssuer()) +
+                        " to the chain, or to what is trusted");
+        break;
+    default:
+        break;
     }
 }
 
@@ -217,8 +228,10 @@ Command addVerifyCommand(CLI::App& app) {
                          "Whose revocation is checked; without this option chain with --crl, off without")
             ->check(CLI::IsMember({"off", "leaf", "chain"}));
     parser->add_flag("--json", options->chain.json, "Print the result as one JSON document");
-    parser->add_option("CHAIN", options->chain.input,
-                       "Chain in PEM or DER, the certificate in question first; - or none: standard input");
+    parser
+        ->add_option("CHAIN", options->chain.input,
+                     "Chain in PEM or DER, the certificate in question first; - or none: standard input")
+        ->check(namedFile());
     return {parser, [options] { return runVerify(*options); }};
 }
 
