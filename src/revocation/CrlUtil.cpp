@@ -1,9 +1,8 @@
 #include "cmncrypto/CrlUtil.h"
 
-#include <cinttypes>
 #include <cstdio>
 #include <new>
-#include <utility>
+#include <optional>
 
 #include "cmncrypto/CmnApi.h"
 #include "cmncrypto/X509CertChain.h"

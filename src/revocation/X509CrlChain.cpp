@@ -26,7 +26,7 @@ constexpr const char* parserTag = "extractX509CrlFromString()";
     throw CmnException(text, code);
 }
 
-/** Every object of the first @p length bytes of a text. */
+/** Every object of a text. */
 OpenSslPtr<STACK_OF(X509_INFO)> readObjects(BIO* bio) {
     OpenSslPtr<STACK_OF(X509_INFO)> objects(PEM_X509_INFO_read_bio(bio, nullptr, refusePassPhrase, nullptr));
     if (!objects) {

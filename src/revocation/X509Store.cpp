@@ -104,10 +104,9 @@ void X509Store::setCrl(const std::string& pem) {
         clogmsg(logTrace, "X509Store::setCrl", "CRL Stack string is empty to reseting previous allocation");
     }
     m_crls.reset();
-    if (pem.empty()) {
-        return;
+    if (!pem.empty()) {
+        m_crls = std::make_unique<X509CrlChain>(pem);
     }
-    m_crls = std::make_unique<X509CrlChain>(pem);
 }
 
 void X509Store::setCrlCheckLevel(crl_check_level level) {
