@@ -13,6 +13,7 @@ struct X509_extension_st;
 struct X509_req_st;
 struct X509_sig_st;
 struct X509_VERIFY_PARAM_st;
+struct stack_st_ASN1_OBJECT;
 struct stack_st_DIST_POINT;
 struct stack_st_GENERAL_NAME;
 struct stack_st_X509;
@@ -45,6 +46,9 @@ struct OpenSslDeleter {
     void operator()(PKCS12_st* object) const noexcept;
     void operator()(PKCS8_PRIV_KEY_INFO* object) const noexcept;
     void operator()(RSA* object) const noexcept;
+    void operator()(RSA_METHOD* object) const noexcept;
+    void operator()(SSL* object) const noexcept;
+    void operator()(SSL_CTX* object) const noexcept;
     void operator()(X509* object) const noexcept;
     void operator()(X509_CRL* object) const noexcept;
     void operator()(X509_extension_st* object) const noexcept;
@@ -54,6 +58,7 @@ struct OpenSslDeleter {
     void operator()(X509_STORE* object) const noexcept;
     void operator()(X509_STORE_CTX* object) const noexcept;
     void operator()(X509_VERIFY_PARAM_st* object) const noexcept;
+    void operator()(stack_st_ASN1_OBJECT* stack) const noexcept;
     void operator()(stack_st_DIST_POINT* stack) const noexcept; ///< with its elements, as all stacks here
     void operator()(stack_st_GENERAL_NAME* stack) const noexcept;
     void operator()(stack_st_X509* stack) const noexcept;

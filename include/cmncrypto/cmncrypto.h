@@ -268,6 +268,47 @@ CMNCRYPTO_API int is_private_key_file_encrypted_c(const char* path, cmncrypto_ce
 CMNCRYPTO_API int cmncrypto_getSSLVerifyErrorCode(int code);
 /** @} */
 
+/** @name TLS
+ * The counterparts of the members of CmnCrypto::TLSOperations and CmnCrypto::SSLCTXHelper, where what they do and their
+ * codes are described. All return 0 for success.
+ * @{ */
+
+/**
+ * Sets up one connection with a certificate and key in memory: TLSOperations::tlsInitClient(). The context is made for
+ * this call and lives as long as the connection: for many connections one TLSOperations is faster.
+ */
+CMNCRYPTO_API int cmncrypto_tlsInitClient(X509* certificate, EVP_PKEY* key, const char* cipherList, SSL** ssl);
+
+/** Runs the server's handshake: TLSOperations::tlsAccept(). The caller frees the connection when it fails. */
+CMNCRYPTO_API int cmncrypto_tlsAccept(int socket, SSL** ssl);
+
+/** Reads what has arrived: TLSOperations::tlsRead(). */
+CMNCRYPTO_API int cmncrypto_tlsRead(SSL* ssl, uint64_t socket, int size, void* buffer, int* count);
+
+/** Writes: TLSOperations::tlsWrite(). */
+CMNCRYPTO_API int cmncrypto_tlsWrite(uint64_t socket, const void* data, uint64_t length, SSL** ssl, int* count);
+
+/** Closes a connection and frees it: TLSOperations::tlsFinish(). */
+CMNCRYPTO_API int cmncrypto_tlsFinish(SSL* ssl, uint64_t socket);
+
+/** Limits the time of each later call with a connection: TLSOperations::setIoTimeout(). */
+CMNCRYPTO_API int cmncrypto_tlsSetIoTimeout(SSL* ssl, int milliseconds);
+
+/** Trusts the authorities of a PEM file: SSLCTXHelper::set_ca_cert_in_ssl_context(); 20 for a null @p path. */
+CMNCRYPTO_API int set_ca_cert_in_ssl_context_c(const char* path, cmncrypto_cert_log_cb logger, SSL_CTX* context);
+
+/** Takes a certificate and its chain from a PEM file: SSLCTXHelper::set_cert_chain_in_ssl_context(); 20 for a null
+ *  @p path. */
+CMNCRYPTO_API int set_cert_chain_in_ssl_context_c(const char* path, cmncrypto_cert_log_cb logger, SSL_CTX* context);
+
+/**
+ * Takes a private key from a PEM file: SSLCTXHelper::set_private_key_in_ssl_context(); 20 for a null @p path.
+ * @param passPhrase NUL-terminated; empty or null for none
+ */
+CMNCRYPTO_API int set_private_key_in_ssl_context_c(const char* path, const char* passPhrase,
+                                                   cmncrypto_cert_log_cb logger, SSL_CTX* context);
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif

@@ -4,7 +4,10 @@
 #ifndef CMNCRYPTO_CMNCRYPTO_HPP
 #define CMNCRYPTO_CMNCRYPTO_HPP
 
+#include "cmncrypto/CertStorePlatform.h"
+#include "cmncrypto/CertificateFilter.h"
 #include "cmncrypto/CertificatePrivateKeyFactory.h"
+#include "cmncrypto/CertificateSelector.h"
 #include "cmncrypto/CmnApi.h"
 #include "cmncrypto/CmnException.h"
 #include "cmncrypto/Crl.h"
@@ -21,8 +24,17 @@
 #include "cmncrypto/NullCrypter.h"
 #include "cmncrypto/PrivateKeyUtils.h"
 #include "cmncrypto/RandomNumberGenerator.h"
+#include "cmncrypto/SSLCTXHelper.h"
 #include "cmncrypto/SecureSocketLayer.h"
+#include "cmncrypto/SigningBackEnd.h"
+#include "cmncrypto/SoftwareCertStore.h"
 #include "cmncrypto/SslCtx.h"
+#include "cmncrypto/TLSOperations.h"
+#include "cmncrypto/TimeLagCertificateFilter.h"
+#include "cmncrypto/WinCertStoreCertificate.h"
+#include "cmncrypto/WinCertStoreCommon.h"
+#include "cmncrypto/WinCertStoreHelper.h"
+#include "cmncrypto/WinCertStoreOpenSSLHelper.h"
 #include "cmncrypto/X509CertChain.h"
 #include "cmncrypto/X509Certificate.h"
 #include "cmncrypto/X509CrlChain.h"

@@ -69,6 +69,14 @@ typedef struct subTokenValuePair {
     struct subTokenValuePair* next; /**< the next attribute, null at the end */
 } subTokenValuePair;
 
+/** The files from which a TLS server is set up: CmnCrypto::TLSOperations::tlsInitMaster(). Null counts as empty. */
+typedef struct CertInfoPath {
+    const char* caCertPath;     /**< certificates of trusted authorities, PEM */
+    const char* certChainPath;  /**< the server's certificate and those above it, PEM; or a path into a store */
+    const char* privateKeyPath; /**< the certificate's private key, PEM */
+    const char* passPhrasePath; /**< its first line opens the key; empty for none */
+} CertInfoPath;
+
 #ifdef __cplusplus
 /** The common cryptography library: digests, random numbers, encrypted streams, certificates, revocation. */
 namespace CmnCrypto {
@@ -77,6 +85,7 @@ using ::_HASH_ALGO;
 using ::_HASH_ALGO_MAP_STRUCT;
 using ::BIGNUM_TO_DEC;
 using ::BIGNUM_TO_HEX;
+using ::CertInfoPath;
 using ::cmncrypto_cert_log_cb;
 using ::cmncrypto_log_cb;
 using ::cmncrypto_log_detail_cb;

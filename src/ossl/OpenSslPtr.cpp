@@ -67,6 +67,15 @@ void OpenSslDeleter::operator()(PKCS8_PRIV_KEY_INFO* object) const noexcept {
 void OpenSslDeleter::operator()(RSA* object) const noexcept {
     RSA_free(object);
 }
+void OpenSslDeleter::operator()(SSL* object) const noexcept {
+    SSL_free(object);
+}
+void OpenSslDeleter::operator()(SSL_CTX* object) const noexcept {
+    SSL_CTX_free(object);
+}
+void OpenSslDeleter::operator()(RSA_METHOD* object) const noexcept {
+    RSA_meth_free(object);
+}
 void OpenSslDeleter::operator()(X509* object) const noexcept {
     X509_free(object);
 }
@@ -93,6 +102,9 @@ void OpenSslDeleter::operator()(X509_STORE_CTX* object) const noexcept {
 }
 void OpenSslDeleter::operator()(X509_VERIFY_PARAM* object) const noexcept {
     X509_VERIFY_PARAM_free(object);
+}
+void OpenSslDeleter::operator()(stack_st_ASN1_OBJECT* stack) const noexcept {
+    sk_ASN1_OBJECT_pop_free(stack, ASN1_OBJECT_free);
 }
 void OpenSslDeleter::operator()(stack_st_DIST_POINT* stack) const noexcept {
     CRL_DIST_POINTS_free(stack);

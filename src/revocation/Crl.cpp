@@ -9,8 +9,8 @@
 #include "cmncrypto/CrlUtil.h"
 #include "frame/Clock.h"
 #include "frame/Failure.h"
+#include "ossl/AsnTime.h"
 #include "ossl/ErrorQueue.h"
-#include "revocation/AsnTime.h"
 
 using namespace CmnCrypto;
 

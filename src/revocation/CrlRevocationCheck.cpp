@@ -11,8 +11,8 @@
 #include "cmncrypto/X509CertChain.h"
 #include "frame/Clock.h"
 #include "frame/Failure.h"
+#include "ossl/AsnTime.h"
 #include "ossl/ErrorQueue.h"
-#include "revocation/AsnTime.h"
 #include "revocation/RevokedEntry.h"
 
 using namespace CmnCrypto;

@@ -8,8 +8,8 @@
 #include "cmncrypto/X509CertChain.h"
 #include "frame/Clock.h"
 #include "frame/Failure.h"
+#include "ossl/AsnTime.h"
 #include "ossl/ErrorQueue.h"
-#include "revocation/AsnTime.h"
 #include "revocation/OpenSslErrorLog.h"
 
 // A format is a literal of this file, with its one "%s".

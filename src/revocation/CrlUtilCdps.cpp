@@ -8,9 +8,9 @@
 #include "cmncrypto/CmnApi.h"
 #include "cmncrypto/Crl.h"
 #include "cmncrypto/CrlUtil.h"
+#include "frame/AsciiCase.h"
 #include "frame/Failure.h"
 #include "ossl/ErrorQueue.h"
-#include "revocation/AsciiCase.h"
 
 // The formats are literals of this file, each with its one "%d".
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"

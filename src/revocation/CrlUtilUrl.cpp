@@ -6,8 +6,8 @@
 #include <string>
 
 #include "cmncrypto/CrlUtil.h"
+#include "frame/AsciiCase.h"
 #include "frame/Failure.h"
-#include "revocation/AsciiCase.h"
 
 using namespace CmnCrypto;
 

@@ -1,5 +1,5 @@
-#ifndef CMNCRYPTO_REVOCATION_ASNTIME_H
-#define CMNCRYPTO_REVOCATION_ASNTIME_H
+#ifndef CMNCRYPTO_OSSL_ASNTIME_H
+#define CMNCRYPTO_OSSL_ASNTIME_H
 
 #include <ctime>
 #include <optional>

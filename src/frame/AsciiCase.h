@@ -1,11 +1,16 @@
-#ifndef CMNCRYPTO_REVOCATION_ASCIICASE_H
-#define CMNCRYPTO_REVOCATION_ASCIICASE_H
+#ifndef CMNCRYPTO_FRAME_ASCIICASE_H
+#define CMNCRYPTO_FRAME_ASCIICASE_H
 
 namespace CmnCrypto {
 
 /** @return an ASCII letter in lower case, anything else as it is, whatever the locale of the host */
 constexpr char lowerCase(char letter) {
     return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+/** @return an ASCII letter in upper case, anything else as it is, whatever the locale of the host */
+constexpr char upperCase(char letter) {
+    return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
 }
 
 /** @return whether @p text begins with @p prefix, which is in lower case, in any case */

@@ -1,0 +1,38 @@
+#ifndef CMNCRYPTO_LIBWINCERTSTORE_WINDOWSERRORS_H
+#define CMNCRYPTO_LIBWINCERTSTORE_WINDOWSERRORS_H
+
+#include <cstdint>
+
+namespace CmnCrypto::WinCertStore {
+
+/** Windows error numbers, which every platform of the store reports, with their names there. */
+constexpr uint32_t windowsFileNotFound = 2;               ///< ERROR_FILE_NOT_FOUND
+constexpr uint32_t windowsAccessDenied = 5;               ///< ERROR_ACCESS_DENIED
+constexpr uint32_t windowsNotEnoughMemory = 8;            ///< ERROR_NOT_ENOUGH_MEMORY
+constexpr uint32_t windowsInvalidData = 13;               ///< ERROR_INVALID_DATA
+constexpr uint32_t windowsInvalidParameter = 87;          ///< ERROR_INVALID_PARAMETER
+constexpr uint32_t windowsBufferOverflow = 111;           ///< ERROR_BUFFER_OVERFLOW
+constexpr uint32_t windowsMoreData = 234;                 ///< ERROR_MORE_DATA
+constexpr uint32_t windowsBadLength = 0x80090004;         ///< NTE_BAD_LEN
+constexpr uint32_t windowsBadKeyType = 0x8009000A;        ///< NTE_BAD_TYPE
+constexpr uint32_t windowsBadPublicKey = 0x80090015;      ///< NTE_BAD_PUBLIC_KEY
+constexpr uint32_t windowsKeysetEntryBad = 0x8009001A;    ///< NTE_KEYSET_ENTRY_BAD
+constexpr uint32_t windowsProviderFailed = 0x80090020;    ///< NTE_FAIL
+constexpr uint32_t windowsInvalidHandle = 0x80090026;     ///< NTE_INVALID_HANDLE
+constexpr uint32_t windowsNotFound = 0x80092004;          ///< CRYPT_E_NOT_FOUND
+constexpr uint32_t windowsExists = 0x80092005;            ///< CRYPT_E_EXISTS
+constexpr uint32_t windowsNoKeyProperty = 0x8009200B;     ///< CRYPT_E_NO_KEY_PROPERTY
+constexpr uint32_t windowsMalformedEncoding = 0x80093100; ///< CRYPT_E_ASN1_ERROR
+
+/** CERT_STORE_ADD_ values: what becomes of an equal certificate that is in the store already. */
+constexpr uint32_t addNew = 1;
+constexpr uint32_t addUseExisting = 2;
+constexpr uint32_t addReplaceExisting = 3;
+constexpr uint32_t addAlways = 4;
+constexpr uint32_t addReplaceExistingInheritProperties = 5;
+constexpr uint32_t addNewer = 6;
+constexpr uint32_t addNewerInheritProperties = 7;
+
+} // namespace CmnCrypto::WinCertStore
+
+#endif

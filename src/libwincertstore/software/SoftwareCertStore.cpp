@@ -1,0 +1,212 @@
+#include "cmncrypto/SoftwareCertStore.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "cmncrypto/CmnApi.h"
+#include "frame/AsciiCase.h"
+#include "libwincertstore/HostName.h"
+#include "libwincertstore/StoreLog.h"
+#include "libwincertstore/WindowsErrors.h"
+#include "libwincertstore/software/NameString.h"
+#include "libwincertstore/software/SoftwareContext.h"
+#include "libwincertstore/software/SoftwareSigning.h"
+#include "ossl/ErrorQueue.h"
+#include "x509/NewFile.h"
+
+namespace CmnCrypto::WinCertStore {
+
+namespace {
+
+constexpr int sha1Length = 20;
+
+/** An open store: the files that were there when it was opened. */
+struct OpenFolder {
+    std::string path;
+    bool readOnly = false;
+    std::vector<std::string> files;
+};
+
+OpenFolder& openFolder(CertStoreHandle store) {
+    return *static_cast<OpenFolder*>(store);
+}
+
+std::string upperCased(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), upperCase);
+    return text;
+}
+
+/** @return the sorted names of a folder's entries that @p wanted takes; none when it cannot be read */
+template <class Wanted> std::vector<std::string> entriesOf(const std::string& folder, const Wanted& wanted) {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (wanted(*entry)) {
+            names.push_back(entry->path().filename().string());
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::vector<std::string> certificateFilesOf(const std::string& folder) {
+    return entriesOf(folder, [](const std::filesystem::directory_entry& entry) {
+        return isCertificateFile(entry.path().filename().string());
+    });
+}
+
+/** @return the next certificate of a store behind @p previous, which is released, that @p matches takes; null at the
+ * end */
+template <class Matches>
+CertContext nextOf(CertStorePlatform& platform, CertStoreHandle store, CertContext previous, const Matches& matches) {
+    return withoutThrowing("SoftwareCertStore", CertContext{nullptr}, [&]() -> CertContext {
+        size_t position = previous != nullptr ? softwareContext(previous)->position + 1 : 0;
+        platform.release(previous);
+        const OpenFolder& folder = openFolder(store);
+        for (; position < folder.files.size(); ++position) {
+            std::unique_ptr<SoftwareContext> context = readCertificateFile(folder.path + '/' + folder.files[position]);
+            if (context && matches(*context)) {
+                context->position = position;
+                return context.release();
+            }
+        }
+        return nullptr;
+    });
+}
+
+bool sha1Of(const SoftwareContext& context, unsigned char* sha1) {
+    unsigned int length = 0;
+    return X509_digest(context.certificate.get(), EVP_sha1(), sha1, &length) == 1 && length == sha1Length;
+}
+
+} // namespace
+
+SoftwareCertStore::SoftwareCertStore(const std::string& rootDirectory)
+    : m_root(rootDirectory), m_signing(std::make_unique<SoftwareSigning>()) {}
+
+SoftwareCertStore::~SoftwareCertStore() = default;
+
+std::vector<std::string> SoftwareCertStore::storeNames() const {
+    if (m_root.empty()) {
+        return {};
+    }
+    return entriesOf(m_root, [](const std::filesystem::directory_entry& entry) {
+        std::error_code error;
+        return entry.is_directory(error) && entry.path().filename().string().front() != '.';
+    });
+}
+
+uint32_t SoftwareCertStore::openStore(const std::string& name, bool readOnly, CertStoreHandle& store) {
+    return withoutThrowing("SoftwareCertStore::openStore", windowsNotEnoughMemory, [&] {
+        CmnApi::initOpenssl();
+        for (const std::string& candidate : storeNames()) {
+            if (upperCased(candidate) == upperCased(name)) {
+                const std::string path = m_root + '/' + candidate;
+                store = new OpenFolder{path, readOnly, certificateFilesOf(path)}; // closeStore() deletes it
+                return uint32_t{0};
+            }
+        }
+        return windowsFileNotFound;
+    });
+}
+
+void SoftwareCertStore::closeStore(CertStoreHandle store) {
+    delete static_cast<OpenFolder*>(store);
+}
+
+CertContext SoftwareCertStore::findBySubject(CertStoreHandle store, const std::string& text, CertContext previous) {
+    return nextOf(*this, store, previous, [&](const SoftwareContext& context) {
+        std::string subject;
+        return nameString(X509_get_subject_name(context.certificate.get()), subject) &&
+               upperCased(subject).find(upperCased(text)) != std::string::npos;
+    });
+}
+
+CertContext SoftwareCertStore::findByHash(CertStoreHandle store, const unsigned char* sha1, CertContext previous) {
+    return nextOf(*this, store, previous, [=](const SoftwareContext& context) {
+        unsigned char own[EVP_MAX_MD_SIZE];
+        return sha1Of(context, own) && std::equal(own, own + sha1Length, sha1);
+    });
+}
+
+uint32_t SoftwareCertStore::addToStore(CertStoreHandle store, CertContext context, uint32_t disposition) {
+    constexpr const char* function = "SoftwareCertStore::addToStore";
+    if (disposition < addNew || disposition > addNewerInheritProperties) {
+        return windowsInvalidParameter;
+    }
+    unsigned char sha1[EVP_MAX_MD_SIZE];
+    if (openFolder(store).readOnly || !sha1Of(*softwareContext(context), sha1)) {
+        return windowsAccessDenied;
+    }
+    if (const CertContext existing = findByHash(store, sha1, nullptr)) {
+        release(existing);
+        const bool wantsNewer = disposition >= addNewer || disposition == addNew;
+        return wantsNewer ? windowsExists : 0; // replacing it by its like would lose its key
+    }
+    try {
+        OpenFolder& folder = openFolder(store);
+        const std::string name = CmnApi::binToHex({reinterpret_cast<const char*>(sha1), size_t{sha1Length}}) + ".pem";
+        NewFile file(function, folder.path + '/' + name, codeReadFailed);
+        file.write(softwareContext(context)->certificate.get());
+        file.finish();
+        folder.files.push_back(name); // at the end, so that a search under way goes on as it was
+        return 0;
+    } catch (const CmnException&) {
+        return windowsAccessDenied;
+    } catch (const std::bad_alloc&) {
+        return windowsNotEnoughMemory;
+    }
+}
+
+CertContext SoftwareCertStore::duplicate(CertContext context) {
+    softwareContext(context)->count.fetch_add(1, std::memory_order_relaxed);
+    return context;
+}
+
+void SoftwareCertStore::release(CertContext context) {
+    if (context != nullptr && softwareContext(context)->count.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        delete softwareContext(context);
+    }
+}
+
+uint32_t SoftwareCertStore::acquireKey(CertContext context, StoreKey& key) {
+    const SoftwareContext& own = *softwareContext(context);
+    return withoutThrowing("SoftwareCertStore::acquireKey", windowsNotEnoughMemory, [&] {
+        if (!own.hasKey()) {
+            return windowsNoKeyProperty;
+        }
+        OpenSslPtr<EVP_PKEY> read = readKeyOf(own);
+        if (!read) {
+            return windowsKeysetEntryBad;
+        }
+        const ossl::ErrorScope errors;
+        if (X509_check_private_key(own.certificate.get(), read.get()) != 1) {
+            return windowsBadPublicKey;
+        }
+        key = {m_signing->keep(std::move(read)), ncryptKeySpec, true};
+        return uint32_t{0};
+    });
+}
+
+SigningBackEnd& SoftwareCertStore::signing() {
+    return *m_signing;
+}
+
+uint32_t SoftwareCertStore::computerName(HostnameType type, char* buffer, uint32_t size) {
+    return withoutThrowing("SoftwareCertStore::computerName", windowsNotEnoughMemory, [&] {
+        const std::string name = hostName(type);
+        if (name.empty()) {
+            return windowsFileNotFound;
+        }
+        if (name.size() >= size) {
+            return windowsBufferOverflow;
+        }
+        buffer[name.copy(buffer, size)] = '\0';
+        return uint32_t{0};
+    });
+}
+
+} // namespace CmnCrypto::WinCertStore

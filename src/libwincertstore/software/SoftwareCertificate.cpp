@@ -1,0 +1,168 @@
+// What the software store tells about a certificate.
+
+#include <cstring>
+#include <utility>
+
+#include "cmncrypto/SoftwareCertStore.h"
+#include "libwincertstore/FileTime.h"
+#include "libwincertstore/WindowsErrors.h"
+#include "libwincertstore/software/NameString.h"
+#include "libwincertstore/software/SoftwareContext.h"
+#include "ossl/AsnTime.h"
+#include "ossl/ErrorQueue.h"
+
+namespace CmnCrypto::WinCertStore {
+
+namespace {
+
+struct Property {
+    unsigned char bytes[EVP_MAX_MD_SIZE];
+    unsigned int length = 0;
+};
+
+/** @return the error number */
+uint32_t readProperty(const SoftwareContext& context, uint32_t id, Property& property) {
+    if (id == certSha1HashProperty) {
+        return X509_digest(context.certificate.get(), EVP_sha1(), property.bytes, &property.length) == 1
+                   ? 0
+                   : windowsProviderFailed;
+    }
+    if (id == certKeySpecProperty && context.hasKey()) {
+        property.length = sizeof ncryptKeySpec;
+        std::memcpy(property.bytes, &ncryptKeySpec, sizeof ncryptKeySpec);
+        return 0;
+    }
+    return windowsNotFound;
+}
+
+uint64_t fileTimeOfDate(const ASN1_TIME* time) {
+    const OpenSslPtr<ASN1_TIME> epoch = asnTime(0);
+    const std::optional<TimeDifference> since = timeBetween(epoch.get(), time);
+    constexpr int64_t secondsPerDay = 86400;
+    return since ? fileTimeOf(int64_t{since->days} * secondsPerDay + since->seconds) : 0;
+}
+
+std::string dotted(const ASN1_OBJECT* object) {
+    char text[256];
+    const int length = OBJ_obj2txt(text, sizeof text, object, 1);
+    return length > 0 ? text : "";
+}
+
+X509* certificateOf(CertContext context) {
+    return softwareContext(context)->certificate.get();
+}
+
+} // namespace
+
+uint32_t SoftwareCertStore::property(CertContext context, uint32_t id, void* data, uint32_t& length) {
+    const ossl::ErrorScope errors;
+    Property property;
+    if (const uint32_t error = readProperty(*softwareContext(context), id, property)) {
+        return error;
+    }
+    const uint32_t size = std::exchange(length, property.length);
+    if (data == nullptr) {
+        return 0;
+    }
+    if (size < property.length) {
+        return windowsMoreData;
+    }
+    std::memcpy(data, property.bytes, property.length);
+    return 0;
+}
+
+uint32_t SoftwareCertStore::name(CertContext context, CertName which, std::string& text) {
+    const ossl::ErrorScope errors;
+    const X509* const certificate = certificateOf(context);
+    const bool rendered = nameString(
+        which == CertName::subject ? X509_get_subject_name(certificate) : X509_get_issuer_name(certificate), text);
+    return rendered ? 0 : windowsInvalidData;
+}
+
+EncodedCertificate SoftwareCertStore::encoded(CertContext context) {
+    return {softwareContext(context)->der.get(), softwareContext(context)->derLength};
+}
+
+CertValidity SoftwareCertStore::validity(CertContext context) {
+    const ossl::ErrorScope errors;
+    const X509* const certificate = certificateOf(context);
+    return {fileTimeOfDate(X509_get0_notBefore(certificate)), fileTimeOfDate(X509_get0_notAfter(certificate))};
+}
+
+int SoftwareCertStore::verifyTimeValidity(CertContext context, int64_t now) {
+    const CertValidity limits = validity(context);
+    if (secondsOf(limits.notBefore) > now) {
+        return -1;
+    }
+    return secondsOf(limits.notAfter) < now ? 1 : 0;
+}
+
+bool SoftwareCertStore::intendedKeyUsage(CertContext context, unsigned char& bits) {
+    const ossl::ErrorScope errors;
+    const uint32_t usage = X509_get_key_usage(certificateOf(context));
+    if (usage == UINT32_MAX) {
+        return false;
+    }
+    bits = static_cast<unsigned char>(usage & 0xFFU); // OpenSSL numbers the bits as the encoding does
+    return true;
+}
+
+uint32_t SoftwareCertStore::enhancedKeyUsage(CertContext context, EnhancedKeyUsage& usage) {
+    const ossl::ErrorScope errors;
+    int critical = 0;
+    const OpenSslPtr<STACK_OF(ASN1_OBJECT)> list(static_cast<STACK_OF(ASN1_OBJECT)*>(
+        X509_get_ext_d2i(certificateOf(context), NID_ext_key_usage, &critical, nullptr)));
+    constexpr int absent = -1;
+    usage = {};
+    if (!list) {
+        usage.unrestricted = critical == absent;
+        return usage.unrestricted ? 0 : windowsMalformedEncoding;
+    }
+    for (int index = 0; index < sk_ASN1_OBJECT_num(list.get()); ++index) {
+        usage.usages.push_back(dotted(sk_ASN1_OBJECT_value(list.get(), index)));
+    }
+    return 0;
+}
+
+std::string SoftwareCertStore::publicKeyAlgorithm(CertContext context) {
+    ASN1_OBJECT* algorithm = nullptr;
+    X509_PUBKEY* const key = X509_get_X509_PUBKEY(certificateOf(context));
+    return X509_PUBKEY_get0_param(&algorithm, nullptr, nullptr, nullptr, key) == 1 ? dotted(algorithm) : "";
+}
+
+uint32_t SoftwareCertStore::hexToBinary(const std::string& digits, std::vector<unsigned char>& bytes) {
+    const ossl::ErrorScope errors;
+    bytes.resize(digits.size() / 2);
+    size_t length = 0;
+    return OPENSSL_hexstr2buf_ex(bytes.data(), bytes.size(), &length, digits.c_str(), '\0') == 1 ? 0
+                                                                                                 : windowsInvalidData;
+}
+
+std::string SoftwareCertStore::errorText(uint32_t error) {
+    switch (error) {
+    case windowsFileNotFound:
+        return "There is no such store.";
+    case windowsAccessDenied:
+        return "The store cannot be written.";
+    case windowsNotEnoughMemory:
+        return "Memory is short.";
+    case windowsBadLength:
+        return "The length is wrong.";
+    case windowsBadKeyType:
+        return "The key is of a kind that does not serve here.";
+    case windowsBadPublicKey:
+        return "The private key does not belong to the certificate.";
+    case windowsKeysetEntryBad:
+        return "The private key cannot be read.";
+    case windowsProviderFailed:
+        return "The cryptographic operation failed.";
+    case windowsInvalidHandle:
+        return "The handle is not valid.";
+    case windowsNoKeyProperty:
+        return "The certificate has no private key.";
+    default:
+        return "Windows error " + std::to_string(error) + ".";
+    }
+}
+
+} // namespace CmnCrypto::WinCertStore

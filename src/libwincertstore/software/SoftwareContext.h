@@ -1,0 +1,43 @@
+#ifndef CMNCRYPTO_LIBWINCERTSTORE_SOFTWARE_SOFTWARECONTEXT_H
+#define CMNCRYPTO_LIBWINCERTSTORE_SOFTWARE_SOFTWARECONTEXT_H
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "cmncrypto/CertStorePlatform.h"
+#include "ossl/OpenSsl.h"
+
+namespace CmnCrypto::WinCertStore {
+
+/** One certificate of a software store, and where its key is. */
+struct SoftwareContext {
+    std::atomic<int> count{1};
+    OpenSslPtr<X509> certificate;
+    OpenSslPtr<unsigned char> der;
+    size_t derLength = 0;
+    std::string keyFile;            ///< the PEM file with the key, which is read when the key is acquired
+    OpenSslPtr<EVP_PKEY> bundleKey; ///< the key of a bundle
+    size_t position = 0;            ///< among the files of its store
+
+    bool hasKey() const noexcept { return !keyFile.empty() || bundleKey; }
+};
+
+/** @return the context behind a pointer that the store has handed out */
+inline SoftwareContext* softwareContext(CertContext context) noexcept {
+    return static_cast<SoftwareContext*>(const_cast<void*>(context)); // NOLINT: only its count changes
+}
+
+/** @return whether a file of this name counts as a certificate of a store */
+bool isCertificateFile(const std::string& name);
+
+/** Reads one certificate file. @return null, after a warning, when there is no certificate in it @throws std::bad_alloc
+ */
+std::unique_ptr<SoftwareContext> readCertificateFile(const std::string& path);
+
+/** Reads the key of a certificate. @return null when it cannot be read @throws std::bad_alloc */
+OpenSslPtr<EVP_PKEY> readKeyOf(const SoftwareContext& context);
+
+} // namespace CmnCrypto::WinCertStore
+
+#endif

@@ -1,0 +1,40 @@
+#ifndef CMNCRYPTO_TLS_CONTEXTKEY_H
+#define CMNCRYPTO_TLS_CONTEXTKEY_H
+
+#include <string>
+
+#include "cmncrypto/types.h"
+#include "ossl/OpenSsl.h"
+
+namespace CmnCrypto::tls {
+
+// A context has a place for a certificate and key of each kind (RSA, EC, ...), and knows which it has been given last.
+
+/**
+ * Puts a key into a context, after its certificate. Whether it is the certificate's is only looked at where both are of
+ * one kind.
+ * @return 0; 9130 when it is not the certificate's, 9129 when it is refused for another reason: OpenSSL's own is in the
+ *         error queue
+ */
+int useKey(SSL_CTX* context, EVP_PKEY* key) noexcept;
+
+/** As useKey(), with a key from a file: SSLCTXHelper::set_private_key_in_ssl_context() without its last check.
+ *  @param passPhrase NUL-terminated, empty for none */
+int useKeyFile(SSL_CTX* context, const std::string& path, const char* passPhrase, cmncrypto_cert_log_cb logger);
+
+/**
+ * @param certificate what the context has been given last, before its key; null for none
+ * @return whether the context's key is that certificate's; otherwise the reason is in the error queue
+ */
+bool keyMatches(const SSL_CTX* context, const X509* certificate) noexcept;
+
+/**
+ * Has a new connection offer only what its context has been given last, where that holds certificates of other kinds
+ * from earlier.
+ * @return whether OpenSSL did it
+ */
+bool offerLatestOnly(SSL* ssl, SSL_CTX* context) noexcept;
+
+} // namespace CmnCrypto::tls
+
+#endif
