@@ -291,9 +291,6 @@ CMNCRYPTO_API int cmncrypto_tlsWrite(uint64_t socket, const void* data, uint64_t
 /** Closes a connection and frees it: TLSOperations::tlsFinish(). */
 CMNCRYPTO_API int cmncrypto_tlsFinish(SSL* ssl, uint64_t socket);
 
-/** Limits the time of each later call with a connection: TLSOperations::setIoTimeout(). */
-CMNCRYPTO_API int cmncrypto_tlsSetIoTimeout(SSL* ssl, int milliseconds);
-
 /** Trusts the authorities of a PEM file: SSLCTXHelper::set_ca_cert_in_ssl_context(); 20 for a null @p path. */
 CMNCRYPTO_API int set_ca_cert_in_ssl_context_c(const char* path, cmncrypto_cert_log_cb logger, SSL_CTX* context);
 

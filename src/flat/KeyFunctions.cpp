@@ -2,24 +2,9 @@
 #include "cmncrypto/PrivateKeyUtils.h"
 #include "cmncrypto/X509PrivateKey.h"
 #include "cmncrypto/cmncrypto.h"
-#include "flat/FlatGuard.h"
+#include "flat/OnPath.h"
 
 using namespace CmnCrypto;
-
-namespace {
-
-/** Runs @p operation with the path as the classes take it; 20 for a null one. */
-template <class Operation> int onPath(const char* function, const char* path, Operation&& operation) noexcept {
-    return guarded(function, [&]() -> int {
-        if (path == nullptr) {
-            clogmsg(logFailure, function, "Invalid argument");
-            return codeInvalidArgument;
-        }
-        return operation(path);
-    });
-}
-
-} // namespace
 
 int cmncrypto_generatePrivateKey(unsigned short bits, EVP_PKEY** key) {
     return guarded("cmncrypto_generatePrivateKey", [=] { return X509PrivateKey::generatePrivateKey(bits, key); });

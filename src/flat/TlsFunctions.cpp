@@ -58,10 +58,6 @@ int cmncrypto_tlsFinish(SSL* ssl, uint64_t socket) {
                        [=] { return TLSOperations::tlsFinish(ssl, socket); });
 }
 
-int cmncrypto_tlsSetIoTimeout(SSL* ssl, int milliseconds) {
-    return guarded("cmncrypto_tlsSetIoTimeout", [=] { return TLSOperations::setIoTimeout(ssl, milliseconds); });
-}
-
 int set_ca_cert_in_ssl_context_c(const char* path, cmncrypto_cert_log_cb logger, SSL_CTX* context) {
     return onPath("set_ca_cert_in_ssl_context_c", path, [=](const std::string& file) {
         return SSLCTXHelper::set_ca_cert_in_ssl_context(file, logger, context);

@@ -99,6 +99,7 @@ int SSLCTXHelper::set_private_key_in_ssl_context(const std::string& path, const 
     return PemFileLog("SSLCTXHelper::set_private_key_in_ssl_context", path, logger)
         .failure(codeKeyMismatch, "The private key is not that of the certificate");
 } catch (const std::bad_alloc&) {
+    PemFileLog("SSLCTXHelper::set_private_key_in_ssl_context", path, logger).message("Failed to allocate memory");
     return codeNoMemory;
 }
 
