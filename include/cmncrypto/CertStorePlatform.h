@@ -64,7 +64,8 @@ struct StoreKey {
  * The calls on which the store classes stand, one for one those of the Windows certificate store. Results are Windows
  * error numbers, 0 for success, unless something else is said; outputs are meaningful after success only. Contexts are
  * counted: duplicate() returns the very same pointer, and every context that a call hands out is given back with
- * release(). They outlive their store's handle. Implementations do not throw and may be called from several threads at
+ * release(). They outlive their store's handle. Implementations throw nothing but what is said,
+ * and may be called from several threads at
  * once, each with open stores of its own.
  */
 class CMNCRYPTO_API CertStorePlatform {
@@ -81,9 +82,10 @@ public:
      * Finds the next certificate with @p text in its subject (all attribute values in one line, case ignored).
      * @param previous the last one found, released by the call in any case; null to begin
      * @return null when there are no more
+     * @throws std::bad_alloc
      */
     virtual CertContext findBySubject(CertStoreHandle store, const std::string& text, CertContext previous) = 0;
-    /** As findBySubject(), by the SHA-1 digest of the encoded certificate, 20 bytes. */
+    /** As findBySubject(), by the SHA-1 digest of the encoded certificate, 20 bytes. @throws std::bad_alloc */
     virtual CertContext findByHash(CertStoreHandle store, const unsigned char* sha1, CertContext previous) = 0;
     /** Adds a copy of a certificate. @param disposition a CERT_STORE_ADD_ value: what becomes of an equal one */
     virtual uint32_t addToStore(CertStoreHandle store, CertContext context, uint32_t disposition) = 0;

@@ -37,11 +37,16 @@ public:
 
     /**
      * Makes the first private key of a file that of the context's certificate, which comes first.
-     * @param passPhrase opens an encrypted key; empty for none: nothing asks on a terminal
+     * @param passPhrase opens an encrypted key; null or empty for none: nothing asks on a terminal
      * @return 0; 12, 13, 36, 20; 9129 when OpenSSL refuses the key; 9130 when it is not the certificate's
      */
-    static int set_private_key_in_ssl_context(const std::string& path, const std::string& passPhrase,
+    static int set_private_key_in_ssl_context(const std::string& path, const char* passPhrase,
                                               cmncrypto_cert_log_cb logger, SSL_CTX* context);
+    /** As above. */
+    static int set_private_key_in_ssl_context(const std::string& path, const std::string& passPhrase,
+                                              cmncrypto_cert_log_cb logger, SSL_CTX* context) {
+        return set_private_key_in_ssl_context(path, passPhrase.c_str(), logger, context);
+    }
 };
 
 } // namespace CmnCrypto

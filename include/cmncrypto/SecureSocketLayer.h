@@ -14,7 +14,7 @@ namespace CmnCrypto {
 /** A view of an SSL, which it does not own and must not outlive. */
 class CMNCRYPTO_API SecureSocketLayer {
 public:
-    /** @param ssl stays the caller's; not null */
+    /** @param ssl stays the caller's; null leaves nothing to look at */
     explicit SecureSocketLayer(SSL* ssl) noexcept;
 
     SSL* get() const noexcept;                  ///< @return the connection, borrowed

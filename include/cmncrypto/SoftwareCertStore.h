@@ -17,11 +17,12 @@ namespace CmnCrypto::WinCertStore {
  * Each subfolder of the root folder is a store, its name compared without case. In it each "*.pem" is one certificate,
  * with its private key in the same file or in a ".key" file of the same name, and each "*.p12" a bundle with an empty
  * password, in the order of their file names; hidden files are left out. Files are read when a search reaches
- * them, and keys when they are acquired, so that a renewed file counts from the next search on. A file that is no
+ * them, so that a renewed file counts from the next search on. A file that is no
  * certificate is passed over with a warning.
  *
- * Keys stay inside: acquireKey() hands out a number that signs. Encrypted keys are not used, as nobody is there to be
- * asked: protect the folder by its permissions.
+ * Keys stay inside: acquireKey() hands out a number that signs. An encrypted key, one that cannot be read and one of
+ * another certificate count as none, with a warning: protect the folder by its permissions. Further certificates in a
+ * file serve as issuers of its first one.
  */
 class CMNCRYPTO_API SoftwareCertStore : public CertStorePlatform {
 public:
@@ -39,7 +40,7 @@ public:
     CertContext findByHash(CertStoreHandle store, const unsigned char* sha1, CertContext previous) override;
     /**
      * Writes a new file named by the certificate's SHA-1 digest, without a key.
-     * @param disposition 1 new only, 2 keep an existing one, 3 and 5 replace it, 4 always, 6 and 7 only a newer one
+     * @param disposition 1, 6 and 7 refuse a certificate that is there already; 2 to 5 leave it as it is, with its key
      * @return also CRYPT_E_EXISTS, ERROR_ACCESS_DENIED for a store that was opened to be read or cannot be written,
      *         ERROR_INVALID_PARAMETER
      */

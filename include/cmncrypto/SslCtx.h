@@ -13,7 +13,7 @@ namespace CmnCrypto {
 /** A view of an SSL_CTX, which it does not own and must not outlive. */
 class CMNCRYPTO_API SslCtx {
 public:
-    /** @param context stays the caller's; not null */
+    /** @param context stays the caller's; null leaves nothing to look at */
     explicit SslCtx(SSL_CTX* context) noexcept;
 
     SSL_CTX* get() const noexcept; ///< @return the context, borrowed

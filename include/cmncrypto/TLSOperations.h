@@ -9,7 +9,6 @@
 
 #include <openssl/types.h>
 
-#include "cmncrypto/OpenSslPtr.h"
 #include "cmncrypto/export.h"
 #include "cmncrypto/types.h"
 
@@ -17,6 +16,9 @@ namespace CmnCrypto {
 
 namespace WinCertStore {
 class WinCertStoreOpenSSLHelper;
+}
+namespace tls {
+struct Context;
 }
 
 /** Where the certificate and key of a TLSOperations come from. */
@@ -37,8 +39,12 @@ enum CTX_INIT_TYPE : int32_t {
  * A call waits as long as its peer takes, unless setIoTimeout() says otherwise. Signals do not end a wait, and a peer
  * that has gone does not raise SIGPIPE.
  *
- * Threads: one at a time per object and per SSL; different connections are independent. Copies share a context, so that
- * they count as one object while they are set up.
+ * A further init changes nothing for the connections of an earlier one. It makes a new context wherever it can, so that
+ * what a host wants to add to the recipe (a verification of the peer, for example) belongs to each SSL, before
+ * tlsAccept().
+ *
+ * Threads: one at a time per object and per SSL; different connections are independent, also of an init that goes on.
+ * Copies share a context, so that they count as one object while they are set up.
  */
 class CMNCRYPTO_API TLSOperations {
 public:
@@ -53,7 +59,7 @@ public:
     void setWinCertStoreOpenSSLHelper(const std::shared_ptr<WinCertStore::WinCertStoreOpenSSLHelper>& helper);
 
     /**
-     * Sets up a connection with a certificate and key in memory. A further call replaces those of the one before.
+     * Sets up a connection with a certificate and key in memory. A further call may bring others.
      * @param certificate,key stay the caller's
      * @param cipherList as SSL_CTX_set_cipher_list() takes it
      * @param ssl receives the connection, null after a failure
@@ -66,7 +72,7 @@ public:
 
     /**
      * Sets up a connection with a certificate and key from files, or from a store through the bridge where the
-     * certificate path is that of a store. A further call replaces those of the one before.
+     * certificate path is that of a store. A further call reads everything anew.
      * @param paths see SSLCTXHelper for the files
      * @param loadCa 1 to read the file of trusted authorities, too
      * @param ssl receives the connection, null after a failure
@@ -124,12 +130,10 @@ private:
     int tls_ctx_init_client(X509* certificate, EVP_PKEY* key, const char* cipherList);
     int tls_ctx_init_master(const CertInfoPath* paths, const char* cipherList, int loadCa);
     int loadFromStore(const char* storePath);
-    void renewMasterFor(bool storePath);
 
-    OpenSslPtr<SSL_CTX> m_clientContext;
-    OpenSslPtr<SSL_CTX> m_masterContext;
+    std::shared_ptr<tls::Context> m_clientContext;
+    std::shared_ptr<tls::Context> m_masterContext;
     std::shared_ptr<WinCertStore::WinCertStoreOpenSSLHelper> m_winCertStoreHelper;
-    bool m_masterFromStore = false; ///< whether the bridge has filled the master context
 };
 
 } // namespace CmnCrypto

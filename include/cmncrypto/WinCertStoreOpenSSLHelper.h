@@ -22,8 +22,8 @@ namespace CmnCrypto::WinCertStore {
 /**
  * Puts a store's certificate into an OpenSSL context. The private key never leaves its store: the context holds an RSA
  * object with the public half only, whose private operation is the store's signing call. That call signs by PKCS#1
- * v1.5 and decrypts nothing. Hence such a context offers PKCS#1 v1.5 signatures only, so that clients that would
- * rather have PSS connect as well, and no static RSA key exchange.
+ * v1.5 and decrypts nothing. Hence such a context speaks TLS 1.2 at most, signs by PKCS#1 v1.5 only (clients that would
+ * rather have PSS connect all the same), and offers no static RSA key exchange.
  *
  * Context, connections and helper may go in any order: what a key needs to sign lives until the helper and every key
  * made from it are gone. Results are 0 or a product status code unless something else is said; nothing throws but the
@@ -69,8 +69,9 @@ public:
     int get_ssl_ctx(const char* path, SSL_CTX* ctx) noexcept;
 
     /**
-     * Restricts a context to what a store's key can do, leaving the rest of the host's cipher list as it is.
-     * @return 0; 9110 when no cipher suite would be left, or OpenSSL refuses; 20 for null
+     * Restricts a context to what a store's key can do: TLS 1.2, PKCS#1 v1.5 signatures of its own, no cipher suite
+     * with static RSA. The rest of the host's cipher list, and what peers may sign with, stay.
+     * @return 0; 9110 when no protocol version or cipher suite would be left, or OpenSSL refuses; 20 for null
      */
     static int prepare_ssl_ctx(SSL_CTX* ctx) noexcept;
 

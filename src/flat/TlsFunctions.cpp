@@ -73,9 +73,6 @@ int set_cert_chain_in_ssl_context_c(const char* path, cmncrypto_cert_log_cb logg
 int set_private_key_in_ssl_context_c(const char* path, const char* passPhrase, cmncrypto_cert_log_cb logger,
                                      SSL_CTX* context) {
     return onPath("set_private_key_in_ssl_context_c", path, [=](const std::string& file) {
-        std::string secret = passPhrase == nullptr ? "" : passPhrase;
-        const int result = SSLCTXHelper::set_private_key_in_ssl_context(file, secret, logger, context);
-        OPENSSL_cleanse(secret.data(), secret.size());
-        return result;
+        return SSLCTXHelper::set_private_key_in_ssl_context(file, passPhrase, logger, context);
     });
 }

@@ -16,24 +16,24 @@ namespace {
 constexpr const char* lookupTag = "CertificateSelector::FindCertInStore";
 constexpr size_t sha1Length = 20;
 
-int findInOpenStore(CertStorePlatform& platform, CertStoreHandle store, const std::string& fingerprint,
-                    WinCertStoreCertificate& certificate) {
+int findInOpenStore(const std::shared_ptr<CertStorePlatform>& platform, CertStoreHandle store,
+                    const std::string& fingerprint, WinCertStoreCertificate& certificate) {
     if (store == nullptr || fingerprint.empty() || !WinCertStoreHelper::IsValidFingerprint(fingerprint)) {
         return codeInvalidArgument;
     }
     std::vector<unsigned char> sha1;
     const std::string digits = fingerprintDigits(fingerprint).substr(0, fingerprintLength);
-    const uint32_t error = platform.hexToBinary(digits, sha1);
+    const uint32_t error = platform->hexToBinary(digits, sha1);
     if (error != 0 || sha1.size() != sha1Length) {
         logWindowsErrorOf(lookupTag, {"CryptStringToBinary failed."}, error);
         return codeInvalidArgument;
     }
-    const CertContext found = platform.findByHash(store, sha1.data(), nullptr);
+    const CertContext found = platform->findByHash(store, sha1.data(), nullptr);
     if (found == nullptr) {
         logFailureOf(lookupTag, {"No certificate found in certstore with certificate fingerprint: ", fingerprint});
         return codeNoSuchFingerprint;
     }
-    certificate = WinCertStoreCertificate(found);
+    certificate = WinCertStoreCertificate(found, CERT_MEMORY_OWNED, platform);
     return 0;
 }
 
@@ -54,7 +54,7 @@ int findInStores(const std::string& names, const std::string& fingerprint, WinCe
             result = codeStoreNotOpened;
             continue;
         }
-        result = findInOpenStore(*platform, store.get(), fingerprint, certificate);
+        result = findInOpenStore(platform, store.get(), fingerprint, certificate);
         if (result == 0) {
             break;
         }
@@ -73,7 +73,7 @@ int CertificateSelector::FindCertInStore(const std::string& fingerprint,
 int CertificateSelector::FindCertInStore(CertStoreHandle store, const std::string& fingerprint,
                                          WinCertStoreCertificate& certificate) noexcept {
     return withoutThrowing(lookupTag, codeInvalidArgument,
-                           [&] { return findInOpenStore(*certStorePlatform(), store, fingerprint, certificate); });
+                           [&] { return findInOpenStore(certStorePlatform(), store, fingerprint, certificate); });
 }
 
 } // namespace CmnCrypto::WinCertStore

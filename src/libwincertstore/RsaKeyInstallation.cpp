@@ -4,13 +4,14 @@
 #include "ossl/DeprecatedRsa.h"
 // clang-format on
 
+#include <atomic>
 #include <new>
 #include <utility>
 
 #include "cmncrypto/WinCertStoreOpenSSLHelper.h"
 #include "libwincertstore/BridgeErrors.h"
+#include "libwincertstore/StoreContext.h"
 #include "libwincertstore/StoreErrors.h"
-#include "libwincertstore/StoreKeySignatures.h"
 #include "libwincertstore/StoreLog.h"
 #include "ossl/OpenSsl.h"
 
@@ -32,8 +33,15 @@ void freeExtras(void*, void* extras, CRYPTO_EX_DATA*, int, long, void*) {
     delete static_cast<KeyExtras*>(extras); // after the method's finish, which RSA_free() calls first
 }
 
+/** @return where keys keep their extras; negative while memory is short */
 int extrasIndex() {
-    static const int index = RSA_get_ex_new_index(0, nullptr, nullptr, nullptr, freeExtras);
+    static std::atomic<int> kept{-1};
+    if (const int index = kept.load(); index >= 0) {
+        return index;
+    }
+    // Two threads may each get one: both are good, and every key is released by the one that it was given.
+    const int index = RSA_get_ex_new_index(0, nullptr, nullptr, nullptr, freeExtras);
+    kept.store(index);
     return index;
 }
 
@@ -74,7 +82,8 @@ bool copyPublicHalf(const RSA* from, RSA* to) {
 bool attachMethod(RSA* rsa, OpenSslPtr<RSA_METHOD> method, Record& record) {
     const RSA_METHOD* const attached = method.get();
     std::unique_ptr<KeyExtras> extras(new (std::nothrow) KeyExtras{std::move(method), record.self.lock()});
-    if (!extras || RSA_set_ex_data(rsa, extrasIndex(), extras.get()) != 1) {
+    const int index = extrasIndex();
+    if (!extras || index < 0 || RSA_set_ex_data(rsa, index, extras.get()) != 1) {
         return false;
     }
     extras.release(); // the key's now
@@ -109,7 +118,7 @@ int WinCertStoreOpenSSLHelper::qx_set_rsa_key_in_ssl_ctx(SSL_CTX* ctx, QX_CRYPTO
     if (!attachMethod(rsa.get(), std::move(method), *data) || SSL_CTX_use_RSAPrivateKey(ctx, rsa.get()) != 1) {
         return 0;
     }
-    return SSL_CTX_set1_sigalgs_list(ctx, storeKeySignatures) == 1 ? 1 : 0;
+    return restrictSignatures(ctx) ? 1 : 0;
 }
 
 } // namespace CmnCrypto::WinCertStore

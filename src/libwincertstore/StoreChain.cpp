@@ -1,7 +1,11 @@
 // The chain of a store certificate in OpenSSL's terms.
 
+#include <utility>
+#include <vector>
+
 #include "cmncrypto/WinCertStoreOpenSSLHelper.h"
 #include "libwincertstore/StoreLog.h"
+#include "libwincertstore/WindowsErrors.h"
 #include "ossl/ErrorQueue.h"
 #include "x509/NameText.h"
 
@@ -24,18 +28,32 @@ int append(const WinCertStoreCertificate& certificate, STACK_OF(X509)* stack) {
     return 0;
 }
 
+/** Contexts that a platform has handed out. */
+struct Contexts {
+    explicit Contexts(std::shared_ptr<CertStorePlatform> owner) : platform(std::move(owner)) {}
+    ~Contexts() {
+        for (const CertContext context : held) {
+            platform->release(context);
+        }
+    }
+    Contexts(const Contexts&) = delete;
+    Contexts& operator=(const Contexts&) = delete;
+
+    std::shared_ptr<CertStorePlatform> platform;
+    std::vector<CertContext> held;
+};
+
 /** Appends the issuers of a certificate, upwards. @return 0; 13; 36 */
 int appendIssuers(const WinCertStoreCertificate& certificate, STACK_OF(X509)* stack) {
-    std::vector<CertContext> contexts;
-    if (certificate.GetPlatform()->chain(certificate.GetContext(), contexts) != 0) {
-        return 0; // no chain is known: the certificate stands alone
+    Contexts issuers(certificate.GetPlatform());
+    const uint32_t error = issuers.platform->chain(certificate.GetContext(), issuers.held);
+    if (error != 0) {
+        // Without its chain a certificate may still serve: its peers may know the issuers.
+        return error == windowsNotEnoughMemory ? codeNoMemory : 0;
     }
-    std::list<WinCertStoreCertificate> issuers; // own every context before anything can fail
-    for (const CertContext context : contexts) {
-        issuers.emplace_back(context, CERT_MEMORY_OWNED, certificate.GetPlatform());
-    }
-    for (const WinCertStoreCertificate& issuer : issuers) {
-        if (const int code = append(issuer, stack)) {
+    for (const CertContext issuer : issuers.held) {
+        const WinCertStoreCertificate borrowed(issuer, CERT_MEMORY_BORROWED, issuers.platform);
+        if (const int code = append(borrowed, stack)) {
             return code;
         }
     }

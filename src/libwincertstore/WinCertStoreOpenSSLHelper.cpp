@@ -5,6 +5,7 @@
 
 #include "cmncrypto/CmnApi.h"
 #include "libwincertstore/ContextIdentity.h"
+#include "libwincertstore/StoreContext.h"
 #include "libwincertstore/StoreLog.h"
 #include "ossl/ErrorQueue.h"
 
@@ -33,23 +34,56 @@ int refuse(int code, const char* call) {
     return code;
 }
 
-/** Puts certificate, key and chain into a context. @return 0 or a code, the failure being logged */
-int install(const WinCertStoreCertificate& certificate, Record& record, SSL_CTX* ctx) {
-    const OpenSslPtr<X509> decoded(certificate.GetX509());
+/** A store's certificate in OpenSSL's terms. */
+struct Identity {
+    OpenSslPtr<X509> certificate;
+    OpenSslPtr<STACK_OF(X509)> chain;
+    Record& record;
+};
+
+/** Puts certificate, key and chain into a context and restricts it. @return 0 or a code, the failure being logged */
+int install(const Identity& identity, SSL_CTX* ctx) {
+    X509* const certificate = identity.certificate.get();
     // The certificate first: OpenSSL refuses a new key beside the old certificate, but drops an old key.
-    if (!decoded || SSL_CTX_use_certificate(ctx, decoded.get()) != 1) {
+    if (SSL_CTX_use_certificate(ctx, certificate) != 1) {
         return refuse(codeTlsRefused, "SSL_CTX_use_certificate()");
     }
-    if (WinCertStoreOpenSSLHelper::qx_set_rsa_key_in_ssl_ctx(ctx, &record, X509_get0_pubkey(decoded.get())) != 1) {
+    EVP_PKEY* const publicKey = X509_get0_pubkey(certificate);
+    if (WinCertStoreOpenSSLHelper::qx_set_rsa_key_in_ssl_ctx(ctx, &identity.record, publicKey) != 1) {
         return refuse(codeKeyRefused, "qx_set_rsa_key_in_ssl_ctx()");
     }
     if (SSL_CTX_check_private_key(ctx) != 1) {
         return refuse(codeKeyMismatch, "SSL_CTX_check_private_key()");
     }
-    if (const int code = WinCertStoreOpenSSLHelper::append_chain(certificate, ctx)) {
-        return code;
+    if (SSL_CTX_set1_chain(ctx, identity.chain.get()) != 1) {
+        return refuse(codeTlsRefused, "SSL_CTX_set1_chain()");
     }
     return WinCertStoreOpenSSLHelper::prepare_ssl_ctx(ctx);
+}
+
+/**
+ * Installs where nothing can be spoilt first: a context has no way back from a certificate to none, or from a
+ * restriction. What then fails on the real one is memory; the certificate that it had comes back.
+ */
+int installWhole(const WinCertStoreCertificate& certificate, Record& record, SSL_CTX* ctx) {
+    STACK_OF(X509)* chain = nullptr;
+    if (const int code = WinCertStoreOpenSSLHelper::get_intermediates_x509_sk(certificate, &chain)) {
+        return code;
+    }
+    const Identity identity{OpenSslPtr<X509>(certificate.GetX509()), OpenSslPtr<STACK_OF(X509)>(chain), record};
+    const OpenSslPtr<SSL_CTX> trial = trialContext(ctx);
+    if (!identity.certificate || !trial) {
+        return refuse(codeTlsRefused, "SSL_CTX_new()");
+    }
+    if (const int code = install(identity, trial.get())) {
+        return code;
+    }
+    const ContextIdentity before(ctx);
+    const int code = install(identity, ctx);
+    if (code != 0) {
+        before.putBack();
+    }
+    return code;
 }
 
 /** Asks the host whether it wants a certificate. @return 0, or the code of its answer */
@@ -66,6 +100,9 @@ int validate(const WinCertStoreOpenSSLHelper::Validator& validator, const WinCer
         return code;
     } catch (const std::exception& failure) {
         logFailureOf(function, {"The validator of the certificate failed: ", failure.what()});
+        return CmnException::noCode;
+    } catch (...) {
+        logFailureOf(function, {"The validator of the certificate failed"});
         return CmnException::noCode;
     }
 }
@@ -115,12 +152,7 @@ int WinCertStoreOpenSSLHelper::load_certificate_key_in_ssl_ctx(const WinCertStor
             return code;
         }
         m_records.push_back(record);
-        const ContextIdentity before(ctx);
-        const int code = install(certificate, *record, ctx);
-        if (code != 0) {
-            before.putBack();
-        }
-        return code;
+        return installWhole(certificate, *record, ctx);
     });
 }
 

@@ -29,7 +29,7 @@ int useKeyFile(SSL_CTX* context, const std::string& path, const char* passPhrase
         return log.failure(codeInvalidArgument, "Invalid argument");
     }
     EVP_PKEY* read = nullptr;
-    void* const secret = *passPhrase == '\0' ? nullptr : const_cast<char*>(passPhrase);
+    void* const secret = passPhrase == nullptr || *passPhrase == '\0' ? nullptr : const_cast<char*>(passPhrase);
     const int result = CertificatePrivateKeyFactory::generateEVP_PKEY(path, logger, nullptr, secret, &read);
     if (result != 0) {
         return result;
@@ -51,19 +51,6 @@ bool keyMatches(const SSL_CTX* context, const X509* certificate) noexcept {
         return false;
     }
     return true;
-}
-
-bool offerLatestOnly(SSL* ssl, SSL_CTX* context) noexcept {
-    X509* const certificate = SSL_CTX_get0_certificate(context);
-    EVP_PKEY* const key = SSL_CTX_get0_privatekey(context);
-    if (SSL_set_current_cert(ssl, SSL_CERT_SET_FIRST) == 1 && SSL_set_current_cert(ssl, SSL_CERT_SET_NEXT) != 1) {
-        return true; // the usual case: there is no other
-    }
-    STACK_OF(X509)* chain = nullptr;
-    SSL_CTX_get0_chain_certs(context, &chain);
-    SSL_certs_clear(ssl);
-    return SSL_use_certificate(ssl, certificate) == 1 && SSL_set1_chain(ssl, chain) == 1 &&
-           SSL_use_PrivateKey(ssl, key) == 1;
 }
 
 } // namespace CmnCrypto::tls

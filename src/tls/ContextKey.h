@@ -19,7 +19,7 @@ namespace CmnCrypto::tls {
 int useKey(SSL_CTX* context, EVP_PKEY* key) noexcept;
 
 /** As useKey(), with a key from a file: SSLCTXHelper::set_private_key_in_ssl_context() without its last check.
- *  @param passPhrase NUL-terminated, empty for none */
+ *  @param passPhrase NUL-terminated, null or empty for none */
 int useKeyFile(SSL_CTX* context, const std::string& path, const char* passPhrase, cmncrypto_cert_log_cb logger);
 
 /**
@@ -27,13 +27,6 @@ int useKeyFile(SSL_CTX* context, const std::string& path, const char* passPhrase
  * @return whether the context's key is that certificate's; otherwise the reason is in the error queue
  */
 bool keyMatches(const SSL_CTX* context, const X509* certificate) noexcept;
-
-/**
- * Has a new connection offer only what its context has been given last, where that holds certificates of other kinds
- * from earlier.
- * @return whether OpenSSL did it
- */
-bool offerLatestOnly(SSL* ssl, SSL_CTX* context) noexcept;
 
 } // namespace CmnCrypto::tls
 

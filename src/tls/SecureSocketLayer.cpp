@@ -11,7 +11,7 @@ SSL* SecureSocketLayer::get() const noexcept {
 }
 
 SslCtx SecureSocketLayer::getSslCtx() const noexcept {
-    return SslCtx(SSL_get_SSL_CTX(m_ssl));
+    return SslCtx(m_ssl != nullptr ? SSL_get_SSL_CTX(m_ssl) : nullptr);
 }
 
 void SecureSocketLayer::updateSSLReference(SSL* ssl) noexcept {

@@ -11,11 +11,11 @@ SSL_CTX* SslCtx::get() const noexcept {
 }
 
 void* SslCtx::getExData(int index) const noexcept {
-    return SSL_CTX_get_ex_data(m_context, index);
+    return m_context != nullptr ? SSL_CTX_get_ex_data(m_context, index) : nullptr;
 }
 
 int SslCtx::setExData(int index, void* data) noexcept {
-    return SSL_CTX_set_ex_data(m_context, index, data);
+    return m_context != nullptr ? SSL_CTX_set_ex_data(m_context, index, data) : 0;
 }
 
 int SslCtx::getNewIndex() noexcept {
@@ -23,7 +23,9 @@ int SslCtx::getNewIndex() noexcept {
 }
 
 void SslCtx::setVerifyCallback(int (*callback)(int, X509_STORE_CTX*)) noexcept {
-    SSL_CTX_set_verify(m_context, SSL_CTX_get_verify_mode(m_context), callback);
+    if (m_context != nullptr) {
+        SSL_CTX_set_verify(m_context, SSL_CTX_get_verify_mode(m_context), callback);
+    }
 }
 
 } // namespace CmnCrypto

@@ -7,6 +7,7 @@
 #include "frame/Failure.h"
 #include "libwincertstore/StorePathText.h"
 #include "ossl/ErrorQueue.h"
+#include "tls/Context.h"
 #include "tls/ContextKey.h"
 #include "tls/TlsRecipe.h"
 
@@ -23,11 +24,17 @@ OpenSslPtr<SSL_CTX> makeContext(const SSL_METHOD* method) {
     return context;
 }
 
-OpenSslPtr<SSL_CTX> share(const OpenSslPtr<SSL_CTX>& context) {
-    if (context) {
-        SSL_CTX_up_ref(context.get());
+/** Has @p context be one that no connection was made from. @throws CmnException 36 */
+void renew(std::shared_ptr<tls::Context>& context, const SSL_METHOD* method) {
+    if (context->isUsed) {
+        context = std::make_shared<tls::Context>(makeContext(method));
     }
-    return OpenSslPtr<SSL_CTX>(context.get());
+    context->isUsed = true;
+}
+
+/** @return the context itself, null when there is none */
+SSL_CTX* rawContext(const std::shared_ptr<tls::Context>& context) {
+    return context ? context->ctx.get() : nullptr;
 }
 
 /** What both kinds of set-up end with. */
@@ -36,7 +43,7 @@ SSL* connectionOf(const char* function, int recipeResult, SSL_CTX* context) {
         fail(function, "Error: INIT of Context failed", "INIT of Context failed", recipeResult);
     }
     OpenSslPtr<SSL> ssl(SSL_new(context));
-    if (!ssl || !tls::offerLatestOnly(ssl.get(), context)) {
+    if (!ssl) {
         failWithSslErrors(function, "Failed to create SSL object with error %s", "Failed to create SSL object",
                           codeNoMemory);
     }
@@ -122,30 +129,18 @@ TLSOperations::TLSOperations(CTX_INIT_TYPE type) {
     const ossl::ErrorScope errors;
     switch (type) {
     case CTX_INIT_MASTER:
-        m_masterContext = makeContext(SSLv23_method());
+        m_masterContext = std::make_shared<tls::Context>(makeContext(SSLv23_method()));
         break;
     case CTX_INIT_CLIENT:
-        m_clientContext = makeContext(SSLv23_server_method());
+        m_clientContext = std::make_shared<tls::Context>(makeContext(SSLv23_server_method()));
         break;
     default:
         fail("TLSOperations", "Unknown date type", CmnException::noCode); // the text is what hosts search for
     }
 }
 
-TLSOperations::TLSOperations(const TLSOperations& other)
-    : m_clientContext(share(other.m_clientContext)), m_masterContext(share(other.m_masterContext)),
-      m_winCertStoreHelper(other.m_winCertStoreHelper), m_masterFromStore(other.m_masterFromStore) {}
-
-TLSOperations& TLSOperations::operator=(const TLSOperations& other) {
-    if (this != &other) {
-        m_clientContext = share(other.m_clientContext);
-        m_masterContext = share(other.m_masterContext);
-        m_winCertStoreHelper = other.m_winCertStoreHelper;
-        m_masterFromStore = other.m_masterFromStore;
-    }
-    return *this;
-}
-
+TLSOperations::TLSOperations(const TLSOperations& other) = default;
+TLSOperations& TLSOperations::operator=(const TLSOperations& other) = default;
 TLSOperations::~TLSOperations() = default;
 
 void TLSOperations::setWinCertStoreOpenSSLHelper(
@@ -160,7 +155,7 @@ int TLSOperations::tlsInitClient(X509* certificate, EVP_PKEY* key, const char* c
         *ssl = nullptr;
         result = tls_ctx_init_client(certificate, key, cipherList);
     }
-    SSL* const made = connectionOf("tlsInitClient", result, m_clientContext.get());
+    SSL* const made = connectionOf("tlsInitClient", result, rawContext(m_clientContext));
     *ssl = made;
     return 0;
 }
@@ -173,13 +168,18 @@ int TLSOperations::tls_ctx_init_client(X509* certificate, EVP_PKEY* key, const c
     if (key == nullptr) {
         return refuse(function, "Private KEY is NULL.", codeCryptoFailed);
     }
-    SSL_CTX* const context = m_clientContext.get();
-    if (context == nullptr) {
+    if (!m_clientContext) {
         return refuse(function, "There is no context for certificates from memory.", codeInvalidArgument);
     }
-    if (const int result = tls::setCiphers(context, cipherList); result != 0) {
-        return result;
+    if (!m_clientContext->serves(cipherList, certificate)) {
+        renew(m_clientContext, SSLv23_server_method());
+        if (const int result = tls::setCiphers(m_clientContext->ctx.get(), cipherList); result != 0) {
+            return result;
+        }
+        m_clientContext->cipherList = cipherList;
     }
+    m_clientContext->isReady = false; // until everything that follows has worked
+    SSL_CTX* const context = m_clientContext->ctx.get();
     if (SSL_CTX_use_certificate(context, certificate) != 1) {
         clogmsg(logFailure, function, "Error: SSL_CTX_use_certificate() failed with error %s",
                 drainSslErrors().c_str());
@@ -195,6 +195,7 @@ int TLSOperations::tls_ctx_init_client(X509* certificate, EVP_PKEY* key, const c
         return codeKeyMismatch;
     }
     SSL_CTX_set_verify(context, SSL_VERIFY_NONE, nullptr);
+    m_clientContext->isReady = true;
     clogmsg(logInfo, function, "Method successfully completed");
     return 0;
 }
@@ -206,7 +207,7 @@ int TLSOperations::tlsInitMaster(const CertInfoPath* paths, const char* cipherLi
         *ssl = nullptr;
         result = tls_ctx_init_master(paths, cipherList, loadCa);
     }
-    SSL* const made = connectionOf("tlsInitMaster", result, m_masterContext.get());
+    SSL* const made = connectionOf("tlsInitMaster", result, rawContext(m_masterContext));
     *ssl = made;
     return 0;
 }
@@ -219,20 +220,13 @@ int TLSOperations::tls_ctx_init_master(const CertInfoPath* paths, const char* ci
         return refuse(masterRecipe, "There is no context for certificates from files.", codeInvalidArgument);
     }
     const std::string certificatePath = textOf(paths->certChainPath);
-    const bool storePath = WinCertStore::isStorePath(certificatePath);
-    renewMasterFor(storePath);
-    if (const int result = tls::setCiphers(m_masterContext.get(), cipherList); result != 0) {
+    renew(m_masterContext, SSLv23_method()); // reading the files takes longer than making a context
+    SSL_CTX* const context = m_masterContext->ctx.get();
+    if (const int result = tls::setCiphers(context, cipherList); result != 0) {
         return result;
     }
-    return storePath ? loadFromStore(certificatePath.c_str()) : loadFromFiles(m_masterContext.get(), *paths, loadCa);
-}
-
-/** The bridge restricts a context to what its keys can do; keys from files must not suffer from that. */
-void TLSOperations::renewMasterFor(bool storePath) {
-    if (m_masterFromStore && !storePath) {
-        m_masterContext = makeContext(SSLv23_method());
-    }
-    m_masterFromStore = storePath;
+    return WinCertStore::isStorePath(certificatePath) ? loadFromStore(certificatePath.c_str())
+                                                      : loadFromFiles(context, *paths, loadCa);
 }
 
 int TLSOperations::loadFromStore(const char* storePath) {
@@ -241,12 +235,12 @@ int TLSOperations::loadFromStore(const char* storePath) {
                       "m_win_cert_store_open_ssl_helper  must be initialized to use Windows certificate store.",
                       codeInvalidArgument);
     }
-    const int result = m_winCertStoreHelper->get_ssl_ctx(storePath, m_masterContext.get());
+    const int result = m_winCertStoreHelper->get_ssl_ctx(storePath, m_masterContext->ctx.get());
     if (result != 0) {
         m_masterContext.reset();
         return refuse(masterRecipe, "TLS context initialization for Windows certstore failed", result);
     }
-    SSL_CTX_set_verify(m_masterContext.get(), SSL_VERIFY_NONE, nullptr);
+    SSL_CTX_set_verify(m_masterContext->ctx.get(), SSL_VERIFY_NONE, nullptr);
     clogmsg(logInfo, masterRecipe, "TLS context initialization for Windows certstore completed successfully");
     return 0;
 }

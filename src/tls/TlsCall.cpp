@@ -34,7 +34,9 @@ CallResult classify(const SSL* ssl, int result) noexcept {
         return {result, SSL_ERROR_NONE, Outcome::done};
     }
     const int sslError = SSL_get_error(ssl, result);
-    return {result, sslError, outcomeOf(sslError)};
+    const Outcome outcome = outcomeOf(sslError);
+    // A close in due form is told by the result 0.
+    return {result, sslError, outcome == Outcome::closed && result != 0 ? Outcome::failed : outcome};
 }
 
 // The number itself stands in the place of a pointer: nothing has to be allocated or released.

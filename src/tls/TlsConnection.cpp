@@ -52,7 +52,7 @@ bool shutDown(SSL* ssl, uint64_t socket, std::string& reason) {
         if (shutdown.outcome == Outcome::done) {
             return true;
         }
-        if (shutdown.result == 0) { // ours is out, the peer's is not in
+        if (shutdown.result == 0 && (SSL_get_shutdown(ssl) & SSL_SENT_SHUTDOWN) != 0) { // the peer's is not in yet
             shutdown = dropIncoming(ssl, call);
         }
         if (shutdown.outcome == Outcome::timedOut) {

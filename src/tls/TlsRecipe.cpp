@@ -38,11 +38,12 @@ void initEcdh([[maybe_unused]] SSL_CTX* context) {
     clogmsg(logInfo, function, "Successfully initialized ECDH");
 }
 
-/** TLS 1.2 and nothing else, by both ways that there are, as a host's OpenSSL configuration may have set either. */
+/** TLS 1.2 and nothing else, by both ways that there are, and whatever the host's OpenSSL configuration has set. */
 bool setProtocol(SSL_CTX* context) {
     constexpr auto refused =
         SSL_OP_NO_SSLv2 | SSL_OP_NO_SSLv3 | SSL_OP_NO_TLSv1 | SSL_OP_NO_TLSv1_1 | SSL_OP_NO_TLSv1_3 | SSL_OP_NO_TICKET;
     constexpr auto wanted = SSL_OP_CIPHER_SERVER_PREFERENCE | SSL_OP_SINGLE_DH_USE;
+    SSL_CTX_clear_options(context, SSL_OP_NO_TLSv1_2 | SSL_OP_PRIORITIZE_CHACHA);
     SSL_CTX_set_options(context, refused | wanted);
     return SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION) == 1 &&
            SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION) == 1;
@@ -53,9 +54,7 @@ bool setProtocol(SSL_CTX* context) {
 int setCiphers(SSL_CTX* context, const char* cipherList) {
     initDh(context);
     initEcdh(context);
-    const int securityLevel = SSL_CTX_get_security_level(context);
     if (!setProtocol(context) || cipherList == nullptr || SSL_CTX_set_cipher_list(context, cipherList) != 1) {
-        SSL_CTX_set_security_level(context, securityLevel); // a refused list may have changed it
         clogmsg(logFailure, "setCiphers", "Error: SSL_CTX_set_cipher_list() failed with error %s",
                 drainSslErrors().c_str());
         return codeTlsRefused;

@@ -30,7 +30,7 @@ std::string hostName(HostnameType type) {
     if (gethostname(name, sizeof name - 1) != 0) {
         return {};
     }
-    const std::string own = name;
+    std::string own = name;
     if (type == HOSTNAME_SHORT) {
         return own.substr(0, own.find('.'));
     }

@@ -10,9 +10,9 @@ namespace CmnCrypto::WinCertStore {
 /**
  * Renders a name as Windows does (CERT_SIMPLE_NAME_STR): the attribute values in their order, joined by ", ", those of
  * one relative name by " + "; a value with characters that would be ambiguous stands between double quotes. In UTF-8.
- * @return false when an attribute cannot be decoded @throws std::bad_alloc
+ * @throws std::bad_alloc
  */
-bool nameString(const X509_NAME* name, std::string& text);
+std::string nameString(const X509_NAME* name);
 
 } // namespace CmnCrypto::WinCertStore
 

@@ -1,8 +1,6 @@
 #include "cmncrypto/SoftwareCertStore.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 #include "cmncrypto/CmnApi.h"
@@ -10,6 +8,7 @@
 #include "libwincertstore/HostName.h"
 #include "libwincertstore/StoreLog.h"
 #include "libwincertstore/WindowsErrors.h"
+#include "libwincertstore/software/Folder.h"
 #include "libwincertstore/software/NameString.h"
 #include "libwincertstore/software/SoftwareContext.h"
 #include "libwincertstore/software/SoftwareSigning.h"
@@ -38,43 +37,30 @@ std::string upperCased(std::string text) {
     return text;
 }
 
-/** @return the sorted names of a folder's entries that @p wanted takes; none when it cannot be read */
-template <class Wanted> std::vector<std::string> entriesOf(const std::string& folder, const Wanted& wanted) {
-    std::vector<std::string> names;
-    std::error_code error;
-    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
-         entry.increment(error)) {
-        if (wanted(*entry)) {
-            names.push_back(entry->path().filename().string());
-        }
-    }
-    std::sort(names.begin(), names.end());
+std::vector<std::string> certificateFilesOf(const std::string& folder) {
+    std::vector<std::string> names = namesIn(folder);
+    names.erase(std::remove_if(names.begin(), names.end(), [](const auto& name) { return !isCertificateFile(name); }),
+                names.end());
     return names;
 }
 
-std::vector<std::string> certificateFilesOf(const std::string& folder) {
-    return entriesOf(folder, [](const std::filesystem::directory_entry& entry) {
-        return isCertificateFile(entry.path().filename().string());
-    });
-}
-
-/** @return the next certificate of a store behind @p previous, which is released, that @p matches takes; null at the
- * end */
+/**
+ * @return the next certificate of a store behind @p previous, which is released, that @p matches takes; null at the end
+ * @throws std::bad_alloc: a certificate must not be passed over because memory is short
+ */
 template <class Matches>
 CertContext nextOf(CertStorePlatform& platform, CertStoreHandle store, CertContext previous, const Matches& matches) {
-    return withoutThrowing("SoftwareCertStore", CertContext{nullptr}, [&]() -> CertContext {
-        size_t position = previous != nullptr ? softwareContext(previous)->position + 1 : 0;
-        platform.release(previous);
-        const OpenFolder& folder = openFolder(store);
-        for (; position < folder.files.size(); ++position) {
-            std::unique_ptr<SoftwareContext> context = readCertificateFile(folder.path + '/' + folder.files[position]);
-            if (context && matches(*context)) {
-                context->position = position;
-                return context.release();
-            }
+    size_t position = previous != nullptr ? softwareContext(previous)->position + 1 : 0;
+    platform.release(previous);
+    const OpenFolder& folder = openFolder(store);
+    for (; position < folder.files.size(); ++position) {
+        std::unique_ptr<SoftwareContext> context = readCertificateFile(folder.path + '/' + folder.files[position]);
+        if (context && matches(*context)) {
+            context->position = position;
+            return context.release();
         }
-        return nullptr;
-    });
+    }
+    return nullptr;
 }
 
 bool sha1Of(const SoftwareContext& context, unsigned char* sha1) {
@@ -93,10 +79,12 @@ std::vector<std::string> SoftwareCertStore::storeNames() const {
     if (m_root.empty()) {
         return {};
     }
-    return entriesOf(m_root, [](const std::filesystem::directory_entry& entry) {
-        std::error_code error;
-        return entry.is_directory(error) && entry.path().filename().string().front() != '.';
-    });
+    std::vector<std::string> names = namesIn(m_root);
+    const auto isNoStore = [this](const std::string& name) {
+        return kindOfEntry(m_root + '/' + name) != EntryKind::folder;
+    };
+    names.erase(std::remove_if(names.begin(), names.end(), isNoStore), names.end());
+    return names;
 }
 
 uint32_t SoftwareCertStore::openStore(const std::string& name, bool readOnly, CertStoreHandle& store) {
@@ -119,9 +107,8 @@ void SoftwareCertStore::closeStore(CertStoreHandle store) {
 
 CertContext SoftwareCertStore::findBySubject(CertStoreHandle store, const std::string& text, CertContext previous) {
     return nextOf(*this, store, previous, [&](const SoftwareContext& context) {
-        std::string subject;
-        return nameString(X509_get_subject_name(context.certificate.get()), subject) &&
-               upperCased(subject).find(upperCased(text)) != std::string::npos;
+        const std::string subject = nameString(X509_get_subject_name(context.certificate.get()));
+        return upperCased(subject).find(upperCased(text)) != std::string::npos;
     });
 }
 
@@ -141,12 +128,12 @@ uint32_t SoftwareCertStore::addToStore(CertStoreHandle store, CertContext contex
     if (openFolder(store).readOnly || !sha1Of(*softwareContext(context), sha1)) {
         return windowsAccessDenied;
     }
-    if (const CertContext existing = findByHash(store, sha1, nullptr)) {
-        release(existing);
-        const bool wantsNewer = disposition >= addNewer || disposition == addNew;
-        return wantsNewer ? windowsExists : 0; // replacing it by its like would lose its key
-    }
     try {
+        if (const CertContext existing = findByHash(store, sha1, nullptr)) {
+            release(existing);
+            const bool wantsNewer = disposition >= addNewer || disposition == addNew;
+            return wantsNewer ? windowsExists : 0; // replacing it by its like would lose its key
+        }
         OpenFolder& folder = openFolder(store);
         const std::string name = CmnApi::binToHex({reinterpret_cast<const char*>(sha1), size_t{sha1Length}}) + ".pem";
         NewFile file(function, folder.path + '/' + name, codeReadFailed);
@@ -173,21 +160,13 @@ void SoftwareCertStore::release(CertContext context) {
 }
 
 uint32_t SoftwareCertStore::acquireKey(CertContext context, StoreKey& key) {
-    const SoftwareContext& own = *softwareContext(context);
     return withoutThrowing("SoftwareCertStore::acquireKey", windowsNotEnoughMemory, [&] {
-        if (!own.hasKey()) {
-            return windowsNoKeyProperty;
+        OpenSslPtr<EVP_PKEY> read;
+        const uint32_t error = readKeyOf(*softwareContext(context), read);
+        if (error == 0) {
+            key = {m_signing->keep(std::move(read)), ncryptKeySpec, true};
         }
-        OpenSslPtr<EVP_PKEY> read = readKeyOf(own);
-        if (!read) {
-            return windowsKeysetEntryBad;
-        }
-        const ossl::ErrorScope errors;
-        if (X509_check_private_key(own.certificate.get(), read.get()) != 1) {
-            return windowsBadPublicKey;
-        }
-        key = {m_signing->keep(std::move(read)), ncryptKeySpec, true};
-        return uint32_t{0};
+        return error;
     });
 }
 

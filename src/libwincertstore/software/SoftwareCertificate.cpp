@@ -5,6 +5,7 @@
 
 #include "cmncrypto/SoftwareCertStore.h"
 #include "libwincertstore/FileTime.h"
+#include "libwincertstore/StoreLog.h"
 #include "libwincertstore/WindowsErrors.h"
 #include "libwincertstore/software/NameString.h"
 #include "libwincertstore/software/SoftwareContext.h"
@@ -27,7 +28,12 @@ uint32_t readProperty(const SoftwareContext& context, uint32_t id, Property& pro
                    ? 0
                    : windowsProviderFailed;
     }
-    if (id == certKeySpecProperty && context.hasKey()) {
+    if (id == certKeySpecProperty) {
+        // Only a key that can be used counts: another one would keep selection from a certificate that serves.
+        OpenSslPtr<EVP_PKEY> key;
+        if (const uint32_t error = readKeyOf(context, key)) {
+            return error;
+        }
         property.length = sizeof ncryptKeySpec;
         std::memcpy(property.bytes, &ncryptKeySpec, sizeof ncryptKeySpec);
         return 0;
@@ -57,7 +63,9 @@ X509* certificateOf(CertContext context) {
 uint32_t SoftwareCertStore::property(CertContext context, uint32_t id, void* data, uint32_t& length) {
     const ossl::ErrorScope errors;
     Property property;
-    if (const uint32_t error = readProperty(*softwareContext(context), id, property)) {
+    const uint32_t error = withoutThrowing("SoftwareCertStore::property", windowsNotEnoughMemory,
+                                           [&] { return readProperty(*softwareContext(context), id, property); });
+    if (error != 0) {
         return error;
     }
     const uint32_t size = std::exchange(length, property.length);
@@ -74,9 +82,9 @@ uint32_t SoftwareCertStore::property(CertContext context, uint32_t id, void* dat
 uint32_t SoftwareCertStore::name(CertContext context, CertName which, std::string& text) {
     const ossl::ErrorScope errors;
     const X509* const certificate = certificateOf(context);
-    const bool rendered = nameString(
-        which == CertName::subject ? X509_get_subject_name(certificate) : X509_get_issuer_name(certificate), text);
-    return rendered ? 0 : windowsInvalidData;
+    text =
+        nameString(which == CertName::subject ? X509_get_subject_name(certificate) : X509_get_issuer_name(certificate));
+    return 0;
 }
 
 EncodedCertificate SoftwareCertStore::encoded(CertContext context) {

@@ -16,11 +16,10 @@ struct SoftwareContext {
     OpenSslPtr<X509> certificate;
     OpenSslPtr<unsigned char> der;
     size_t derLength = 0;
-    std::string keyFile;            ///< the PEM file with the key, which is read when the key is acquired
+    std::string file;               ///< where the certificate stands
+    std::string keyFile;            ///< the PEM file with the key, which is read when it is asked for
     OpenSslPtr<EVP_PKEY> bundleKey; ///< the key of a bundle
     size_t position = 0;            ///< among the files of its store
-
-    bool hasKey() const noexcept { return !keyFile.empty() || bundleKey; }
 };
 
 /** @return the context behind a pointer that the store has handed out */
@@ -35,8 +34,19 @@ bool isCertificateFile(const std::string& name);
  */
 std::unique_ptr<SoftwareContext> readCertificateFile(const std::string& path);
 
-/** Reads the key of a certificate. @return null when it cannot be read @throws std::bad_alloc */
-OpenSslPtr<EVP_PKEY> readKeyOf(const SoftwareContext& context);
+/**
+ * Reads the key of a certificate.
+ * @return 0; CRYPT_E_NO_KEY_PROPERTY, NTE_KEYSET_ENTRY_BAD or NTE_BAD_PUBLIC_KEY, the last two after a warning
+ * @throws std::bad_alloc
+ */
+uint32_t readKeyOf(const SoftwareContext& context, OpenSslPtr<EVP_PKEY>& key);
+
+/** @return the other certificates of the file in which a certificate stands: its issuers, as issuing tools deliver
+ * them; null when memory is short */
+OpenSslPtr<STACK_OF(X509)> companionsOf(const SoftwareContext& context);
+
+/** @return a context around a certificate, which it takes; null when memory is short @throws std::bad_alloc */
+std::unique_ptr<SoftwareContext> makeContext(OpenSslPtr<X509> certificate);
 
 } // namespace CmnCrypto::WinCertStore
 

@@ -101,7 +101,8 @@ uint32_t SoftwareCertStore::SoftwareSigning::signHash(uintptr_t hash, uint32_t /
         }
         held = at->second;
     }
-    const uint32_t result = signCng(held.provider, true, held.value.data(), hashLength, signature, length, length);
+    const uint32_t capacity = length;
+    const uint32_t result = signCng(held.provider, true, held.value.data(), hashLength, signature, capacity, length);
     if (result == 0) {
         std::reverse(signature, signature + length); // CryptoAPI's order
     }
