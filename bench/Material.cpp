@@ -7,6 +7,8 @@
 
 namespace {
 
+constexpr long validSeconds = 86400L * 365 * 10; // stores outlive many runs
+
 void addAttribute(X509_NAME* name, const char* field, const std::string& value) {
     require(X509_NAME_add_entry_by_txt(name, field, MBSTRING_ASC, reinterpret_cast<const unsigned char*>(value.c_str()),
                                        -1, -1, 0) == 1,
@@ -21,7 +23,7 @@ Owned<X509> makeCertificate(int number) {
     ASN1_INTEGER_set_uint64(X509_get_serialNumber(certificate.get()),
                             0x9f3a5c7e12345678u + static_cast<unsigned>(number));
     X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
-    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 86400);
+    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), validSeconds);
     X509_NAME* const subject = X509_get_subject_name(certificate.get());
     addAttribute(subject, "C", "DE");
     addAttribute(subject, "O", "Example Organisation");

@@ -7,6 +7,7 @@
 #include <openssl/bio.h>
 #include <openssl/decoder.h>
 #include <openssl/evp.h>
+#include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 
 /** Releases what OpenSSL's side of a job owns; the library's own deleter is not exported. */
@@ -19,6 +20,8 @@ struct Release {
     void operator()(EVP_PKEY_CTX* object) const { EVP_PKEY_CTX_free(object); }
     void operator()(GENERAL_NAMES* object) const { GENERAL_NAMES_free(object); }
     void operator()(OSSL_DECODER_CTX* object) const { OSSL_DECODER_CTX_free(object); }
+    void operator()(SSL* object) const { SSL_free(object); }
+    void operator()(SSL_CTX* object) const { SSL_CTX_free(object); }
     void operator()(STACK_OF(X509)* object) const { sk_X509_pop_free(object, X509_free); }
     void operator()(STACK_OF(X509_INFO)* object) const { sk_X509_INFO_pop_free(object, X509_INFO_free); }
     void operator()(X509* object) const { X509_free(object); }

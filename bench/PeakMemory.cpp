@@ -11,6 +11,7 @@
 
 #include "CrlMaterial.h"
 #include "CrlRaw.h"
+#include "IdleMemory.h"
 #include "Pairs.h"
 
 using CmnCrypto::Encryption::CryptFactory;
@@ -142,5 +143,6 @@ void printStreamMemory() {
 int printPeakMemory() {
     printListMemory();
     printStreamMemory();
+    printIdleMemory();
     return 0;
 }

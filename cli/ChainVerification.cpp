@@ -7,6 +7,7 @@
 #include <openssl/x509_vfy.h>
 
 #include "OpenSslOwner.h"
+#include "cmncrypto/CrlUtil.h"
 #include "cmncrypto/X509StoreCtx.h"
 
 namespace CmnCrypto::Cli {
@@ -20,6 +21,8 @@ void releaseCertificates(STACK_OF(X509)* stack) {
 void releaseBorrowedLists(STACK_OF(X509_CRL)* stack) {
     sk_X509_CRL_free(stack);
 }
+
+constexpr int notAboutLists = 9104; ///< the library's status for verify errors that have nothing to do with lists
 
 using OwnedCertificates = Owned<STACK_OF(X509), releaseCertificates>;
 using BorrowedLists = Owned<STACK_OF(X509_CRL), releaseBorrowedLists>;
@@ -129,6 +132,21 @@ std::vector<std::vector<size_t>> findListsUsed(const ChainQuestion& question) {
 }
 
 } // namespace
+
+Verdict verdictOn(int error) {
+    switch (error) {
+    case X509_V_OK:
+        return verified;
+    case X509_V_ERR_CERT_REVOKED:
+        return revoked;
+    case X509_V_ERR_CRL_HAS_EXPIRED:
+        return stale;
+    case X509_V_ERR_OUT_OF_MEM:
+        throw std::bad_alloc();
+    default:
+        return CrlUtil::getCrlQxuStatusFromSSLerr(error) == notAboutLists ? rejected : cannotTell;
+    }
+}
 
 ChainAnswer verifyChain(const ChainQuestion& question) {
     X509Store store;

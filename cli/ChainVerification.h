@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "CrlEntries.h"
+#include "Verdict.h"
 #include "cmncrypto/Crl.h"
 #include "cmncrypto/X509Store.h"
 
@@ -32,6 +33,10 @@ struct ChainAnswer {
     std::optional<CrlEntry> revocation;
     std::vector<std::vector<size_t>> listsUsed; ///< by depth: which of the lists were asked
 };
+
+/** @return what an X509_V_ERR_ value means for somebody who relies on the chain @throws std::bad_alloc for its memory
+ */
+Verdict verdictOn(int error);
 
 /** Verifies at the present time. @throws the library's exceptions */
 ChainAnswer verifyChain(const ChainQuestion& question);

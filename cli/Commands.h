@@ -39,9 +39,11 @@ std::vector<Command> addCrlCommands(CLI::App& app);
 std::vector<Command> addKeyCommands(CLI::App& app);
 std::vector<Command> addCsrCommands(CLI::App& app);
 std::vector<Command> addPkcs12Commands(CLI::App& app);
+std::vector<Command> addStoreCommands(CLI::App& app);
+std::vector<Command> addTlsCommands(CLI::App& app);
 /** @} */
 
-/** @name What the groups "cert", "chain" and "crl" consist of
+/** @name What the groups "cert", "chain", "crl", "store" and "tls" consist of
  * @{ */
 Command addCertShowCommand(CLI::App& group);
 Command addCertFingerprintCommand(CLI::App& group);
@@ -56,6 +58,11 @@ Command addCrlShowCommand(CLI::App& group);
 Command addCrlConvertCommand(CLI::App& group);
 Command addCrlCheckCommand(CLI::App& group);
 Command addCrlUrlsCommand(CLI::App& group);
+Command addStoreListCommand(CLI::App& group);
+Command addStoreFindCommand(CLI::App& group);
+Command addStoreExplainCommand(CLI::App& group);
+Command addTlsServeCommand(CLI::App& group);
+Command addTlsConnectCommand(CLI::App& group);
 /** @} */
 
 /** Adds the option FILE for any number of names. */

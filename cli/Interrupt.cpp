@@ -1,5 +1,7 @@
 #include "Interrupt.h"
 
+#include <atomic>
+#include <cerrno>
 #include <cstring>
 #include <unistd.h>
 
@@ -13,6 +15,9 @@ namespace {
 char temporaryPaths[maximalTemporaryFiles][maximalTemporaryPath + 1];
 volatile sig_atomic_t progressShown = 0;
 volatile sig_atomic_t reportJson = 0;
+std::atomic<int> stopDescriptor{-1};
+std::atomic<bool> stopped{false};
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 
 void writeAll(int descriptor, const char* text) noexcept {
     if (::write(descriptor, text, std::strlen(text)) < 0) {
@@ -21,6 +26,13 @@ void writeAll(int descriptor, const char* text) noexcept {
 }
 
 extern "C" void endProcess(int) {
+    if (const int descriptor = stopDescriptor.exchange(-1); descriptor >= 0) {
+        const int before = errno;
+        stopped = true;
+        writeAll(descriptor, "s");
+        errno = before;
+        return;
+    }
     for (const auto& path : temporaryPaths) {
         if (path[0] != '\0') {
             ::unlink(path);
@@ -64,13 +76,22 @@ void installSignalHandlers(bool json) {
     sigaction(SIGXFSZ, &action, nullptr);
 }
 
+void stopOnSignal(int descriptor) noexcept {
+    stopped = false;
+    stopDescriptor = descriptor;
+}
+
+bool stopAsked() noexcept {
+    return stopped;
+}
+
 SignalBlock::SignalBlock() noexcept : m_before() {
     const sigset_t signals = endingSignals();
-    sigprocmask(SIG_BLOCK, &signals, &m_before);
+    pthread_sigmask(SIG_BLOCK, &signals, &m_before);
 }
 
 SignalBlock::~SignalBlock() {
-    sigprocmask(SIG_SETMASK, &m_before, nullptr);
+    pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
 }
 
 void addTemporaryFile(const std::string& path) noexcept {

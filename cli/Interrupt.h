@@ -17,7 +17,16 @@ namespace CmnCrypto::Cli {
  */
 void installSignalHandlers(bool json);
 
-/** Holds the three signals back while a temporary file and its registration must change together. */
+/**
+ * For a subcommand whose end is a signal: the first one sets stopAsked() and writes a byte to @p descriptor, which must
+ * not block; a second one ends the process as ever.
+ */
+void stopOnSignal(int descriptor) noexcept;
+/** @return whether a signal has come since stopOnSignal() */
+bool stopAsked() noexcept;
+
+/** Holds the three signals back, also in threads that it starts, while a temporary file and its registration must
+ * change together. */
 class SignalBlock {
 public:
     SignalBlock() noexcept;

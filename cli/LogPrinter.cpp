@@ -21,7 +21,7 @@ constexpr std::array<Level, 5> levels = {
     {{0, "none"}, {failureLevel, "failure"}, {8, "warning"}, {2, "info"}, {4, "trace"}}};
 
 const Level* threshold = levels.data();
-std::string latest;
+thread_local std::string latest; // the library calls back on the thread that failed
 
 int receive(int number, const char* message, const char* function) {
     try {

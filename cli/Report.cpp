@@ -34,7 +34,9 @@ void printError(const std::string& text) noexcept {
         // Names may come from strangers: no escape sequence of theirs reaches the terminal.
         const std::string line =
             (isProgressShown() ? eraseLine : "") + std::string("cmncrypto: ") + printable(text, Backslash::keep) + "\n";
-        setProgressShown(false);
+        if (isProgressShown()) {
+            setProgressShown(false);
+        }
         writeFully(STDERR_FILENO, reinterpret_cast<const unsigned char*>(line.data()), line.size(), "standard error");
     } catch (...) {
         return; // the exit code still tells

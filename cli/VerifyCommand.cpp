@@ -1,6 +1,5 @@
 #include <map>
 #include <memory>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -11,19 +10,15 @@
 #include "ChainVerification.h"
 #include "Commands.h"
 #include "CrlDetails.h"
-#include "CrlInput.h"
 #include "CrlProblems.h"
 #include "FileOption.h"
+#include "GivenLists.h"
 #include "PemInput.h"
 #include "ReadableName.h"
-#include "Verdict.h"
-#include "cmncrypto/CrlUtil.h"
 
 namespace CmnCrypto::Cli {
 
 namespace {
-
-constexpr int notAboutLists = 9104; ///< the library's status for verify errors that have nothing to do with lists
 
 struct VerifyOptions {
     CertificateOptions chain;
@@ -36,48 +31,8 @@ struct VerifyOptions {
 const std::map<std::string, crl_check_level> levels = {
     {"off", CRL_CHECK_DISABLED}, {"leaf", CRL_CHECK_LEAF}, {"chain", CRL_CHECK_CHAIN}};
 
-/** The lists of all files, each with where it came from. */
-struct Lists {
-    explicit Lists(const std::vector<std::string>& names) {
-        for (const std::string& name : names) {
-            inputs.emplace_back(name, CrlInput::Extent::all);
-        }
-        for (const CrlInput& input : inputs) {
-            for (const Crl& list : input.lists()) {
-                if (list.isDeltaCRL()) {
-                    // OpenSSL would take it for a complete one, and as the newer one of the two.
-                    ++deltas;
-                    continue;
-                }
-                sources.push_back(&input);
-                lists.push_back(&list);
-            }
-        }
-    }
-
-    std::vector<CrlInput> inputs;
-    std::vector<const CrlInput*> sources;
-    std::vector<const Crl*> lists;
-    size_t deltas = 0; ///< how many were left out
-};
-
-Verdict verdictOn(int error) {
-    switch (error) {
-    case X509_V_OK:
-        return verified;
-    case X509_V_ERR_CERT_REVOKED:
-        return revoked;
-    case X509_V_ERR_CRL_HAS_EXPIRED:
-        return stale;
-    case X509_V_ERR_OUT_OF_MEM:
-        throw std::bad_alloc();
-    default:
-        return CrlUtil::getCrlQxuStatusFromSSLerr(error) == notAboutLists ? rejected : cannotTell;
-    }
-}
-
 /** Adds the lists that were asked about a certificate. */
-void addLists(const Lists& lists, const std::vector<size_t>& used, Details& details) {
+void addLists(const GivenLists& lists, const std::vector<size_t>& used, Details& details) {
     Json documents = Json::array();
     for (const size_t index : used) {
         Details list;
@@ -95,7 +50,7 @@ void addLists(const Lists& lists, const std::vector<size_t>& used, Details& deta
 }
 
 /** @return one part for each certificate of the chain that was built */
-std::vector<Details> describeChain(const ChainAnswer& answer, const Lists& lists) {
+std::vector<Details> describeChain(const ChainAnswer& answer, const GivenLists& lists) {
     std::vector<Details> parts;
     if (answer.verifiedPem.empty()) {
         return parts;
@@ -118,7 +73,7 @@ std::vector<Details> describeChain(const ChainAnswer& answer, const Lists& lists
 }
 
 /** Adds what became of the search for a list, which OpenSSL says nothing about. */
-void explainMissingList(const Lists& lists, const X509Name& issuer, Details& details) {
+void explainMissingList(const GivenLists& lists, const X509Name& issuer, Details& details) {
     for (const Crl* list : lists.lists) {
         if (list->getIssuer() == issuer) {
             details.problem(
@@ -132,7 +87,7 @@ void explainMissingList(const Lists& lists, const X509Name& issuer, Details& det
                     readableName(issuer) + "; crl urls says where to fetch it");
 }
 
-void addFailureEvidence(const ChainAnswer& answer, const Lists& lists, Details& details) {
+void addFailureEvidence(const ChainAnswer& answer, const GivenLists& lists, Details& details) {
     details.add("Error", "",
                 std::to_string(answer.error) + " at depth " + std::to_string(answer.depth) + ": " + answer.errorText);
     details.add("", "errorNumber", answer.error);
@@ -166,7 +121,8 @@ void addFailureEvidence(const ChainAnswer& answer, const Lists& lists, Details& 
     }
 }
 
-ExitCode report(const VerifyOptions& options, const std::string& level, const ChainAnswer& answer, const Lists& lists) {
+ExitCode report(const VerifyOptions& options, const std::string& level, const ChainAnswer& answer,
+                const GivenLists& lists) {
     const Verdict verdict = verdictOn(answer.error);
     Details details;
     details.add("", "verdict", verdict.word);
@@ -182,9 +138,7 @@ ExitCode report(const VerifyOptions& options, const std::string& level, const Ch
     if (level == "off" && !lists.lists.empty()) {
         details.problem("lists ignored: --crl-check is off");
     }
-    if (lists.deltas > 0) {
-        details.problem("delta lists: " + std::to_string(lists.deltas) + " left out, as they hold changes only");
-    }
+    lists.addTo(details);
     const std::vector<Details> parts = describeChain(answer, lists);
     Json chain = Json::array();
     for (const Details& part : parts) {
@@ -204,7 +158,7 @@ ExitCode runVerify(const VerifyOptions& options) {
     names.insert(names.end(), {options.chain.input, options.trusted});
     readStandardInputOnce(names);
     const std::string level = options.levelGiven->count() > 0 ? options.level : options.lists.empty() ? "off" : "chain";
-    const Lists lists(options.lists);
+    const GivenLists lists(options.lists);
     const ChainAnswer answer = verifyChain({trustedCertificatesAsPem(options.trusted),
                                             certificatesAsPem(options.chain.input), lists.lists, levels.at(level)});
     return report(options, level, answer, lists);

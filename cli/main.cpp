@@ -55,8 +55,8 @@ std::vector<Command> addCommands(CLI::App& app) {
                             addSignCommand, addVerifySignatureCommand, addVerifyCommand}) {
         commands.push_back(add(app));
     }
-    for (const auto& addGroup :
-         {addCertCommands, addChainCommands, addCrlCommands, addKeyCommands, addCsrCommands, addPkcs12Commands}) {
+    for (const auto& addGroup : {addCertCommands, addChainCommands, addCrlCommands, addKeyCommands, addCsrCommands,
+                                 addPkcs12Commands, addStoreCommands, addTlsCommands}) {
         const std::vector<Command> group = addGroup(app);
         commands.insert(commands.end(), group.begin(), group.end());
     }
@@ -74,7 +74,8 @@ std::string mistake(const CLI::App& app, const CLI::ParseError& error) {
 
 ExitCode parseAndRun(int argc, const char* const* argv) {
     CLI::App app(
-        "Digests, random numbers, encrypted streams, certificates, revocation and keys through libcmncryptocore",
+        "Digests, random numbers, encrypted streams, certificates and their stores, revocation, keys and TLS through "
+        "libcmncryptocore",
         "cmncrypto");
     std::string logLevel = "none";
     app.set_version_flag("--version",

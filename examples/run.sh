@@ -139,7 +139,7 @@ END
         openssl req -newkey rsa:2048 -nodes -keyout authority.key -subj "/O=Example/CN=Authority" |
         openssl x509 -req -CA root.pem -CAkey root.key -extfile ca.cnf -extensions authority -out authority.pem || return 1
     for name in good revoked weak; do
-        openssl req -newkey rsa:2048 -nodes -keyout leaf.key -subj "/O=Example/CN=$name" |
+        openssl req -newkey rsa:2048 -nodes -keyout "$name.key" -subj "/O=Example/CN=$name" |
             openssl x509 -req -CA authority.pem -CAkey authority.key -extfile ca.cnf -extensions leaf \
                 "$([[ $name == weak ]] && echo -md5 || echo -sha256)" -out "$name.pem" || return 1
     done
@@ -166,6 +166,47 @@ verdict good, rejected' &&
         openssl_verdict good && { ! openssl_verdict revoked; } &&
         grep -q "^list    revoked 0x$serial at [0-9]*, reason 1$" <<<"$output" &&
         [[ $(grep -c '^source  http://crl.example.org:8080/authority.crl at crl.example.org, port 8080$' <<<"$output") -eq 3 ]]
+}
+
+say_hello() { # PORT OPTION...
+    { echo hello; sleep 0.2; } | timeout 20 openssl s_client -connect "127.0.0.1:$1" -CAfile root.pem -verify_return_error \
+        -cert_chain authority.pem -quiet "${@:2}" 2>client.log
+}
+
+# Three clients: a good one, a revoked one, one without a certificate.
+serve_clients() { # SOURCE...
+    local port pid result=0
+    : >server.out # the port of the one before
+    timeout 60 "$work/cpp/server" 3 root.pem authority.pem clients.pem "$@" >server.out &
+    pid=$!
+    for _ in {1..100}; do
+        port=$(sed -n 's/^port *//p' server.out)
+        [[ -z $port ]] || break
+        sleep 0.05
+    done
+    say_hello "$port" -cert good.pem -key good.key | grep "^TLSv1.2 ECDHE-RSA-AES256-GCM-SHA384 CN=good,O=Example hello$" ||
+        { cat client.log && result=1; }
+    say_hello "$port" -cert revoked.pem -key revoked.key || true
+    grep "alert certificate revoked" client.log || result=1
+    say_hello "$port" || true
+    grep "handshake failure" client.log || result=1
+    wait "$pid" && cat server.out || return 1
+    diff <(sed 1d server.out | sort) - <<<$'accepted  chain good
+refused   9120 certificate revoked
+refused   9120 handshake' && return "$result"
+}
+
+cpp_server() {
+    loads_installed_library "$work/cpp/server" && mkdir -p "$work/server/store/"{MY,CA} && cd "$work/server" && make_lists &&
+        # The list of the clients' issuer first.
+        awk '/BEGIN/ { ++n } { print > ("list" n) }' lists.pem && cat list2 list1 >clients.pem &&
+        echo "only an example" >phrase && openssl rsa -in good.key -aes256 -passout "$pass" -out locked.key &&
+        cat good.pem authority.pem >chain.pem &&
+        cp good.pem good.key store/MY/ && cp authority.pem store/CA/ &&
+        serve_clients files chain.pem locked.key phrase &&
+        serve_clients store store 'MY\\good' &&
+        cat authority.pem >>root.pem && # as nothing but the certificate is in memory
+        serve_clients memory good.pem good.key
 }
 
 # What a guide shows has been compiled and run: each of its code blocks stands in an example, indentation apart.
@@ -196,8 +237,10 @@ if [[ $fails -eq 0 ]]; then
     report cpp cpp
     report cpp-certificates cpp_certificates
     report cpp-revocation cpp_revocation
+    report cpp-server cpp_server
     report python python
     report guide-certificates guide docs/certificates.md examples/c/certificate.c examples/cpp/certificates.cpp
     report guide-revocation guide docs/revocation.md examples/cpp/revocation.cpp
+    report guide-tls guide docs/tls.md examples/cpp/server.cpp
 fi
 [[ $fails -eq 0 ]]

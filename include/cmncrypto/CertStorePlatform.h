@@ -37,8 +37,8 @@ constexpr uint32_t certKeySpecProperty = 6;
 
 /** When a certificate is valid, in units of 100 ns since 1601-01-01 UTC. */
 struct CertValidity {
-    uint64_t notBefore = 0;
-    uint64_t notAfter = 0;
+    uint64_t notBefore = 0; ///< the first moment
+    uint64_t notAfter = 0;  ///< the last one
 };
 
 /** What a certificate is meant for beyond the key usage. */
@@ -49,13 +49,13 @@ struct EnhancedKeyUsage {
 
 /** A certificate's DER form, borrowed from its context. */
 struct EncodedCertificate {
-    const unsigned char* data = nullptr;
-    size_t length = 0;
+    const unsigned char* data = nullptr; ///< the bytes, null for none
+    size_t length = 0;                   ///< their number
 };
 
 /** A handle that signs, never the key itself. */
 struct StoreKey {
-    uintptr_t handle = 0;
+    uintptr_t handle = 0;     ///< what SigningBackEnd takes
     uint32_t keySpec = 0;     ///< ncryptKeySpec for a CNG key, else the CryptoAPI key to sign with
     bool mustRelease = false; ///< whether the receiver releases the handle
 };
@@ -97,8 +97,8 @@ public:
     virtual uint32_t property(CertContext context, uint32_t id, void* data, uint32_t& length) = 0;
     /** Renders a name as its attribute values in their order, joined by ", ". @throws std::bad_alloc */
     virtual uint32_t name(CertContext context, CertName which, std::string& text) = 0;
-    virtual EncodedCertificate encoded(CertContext context) = 0;
-    virtual CertValidity validity(CertContext context) = 0;
+    virtual EncodedCertificate encoded(CertContext context) = 0; ///< @return the DER form
+    virtual CertValidity validity(CertContext context) = 0;      ///< @return both dates
     /** @param now seconds since 1970 UTC @return -1 not yet valid, 0 valid, 1 expired */
     virtual int verifyTimeValidity(CertContext context, int64_t now) = 0;
     /** @param bits receives the first byte of the key usage @return whether the certificate has that extension */

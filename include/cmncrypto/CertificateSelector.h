@@ -17,20 +17,20 @@ namespace CmnCrypto::WinCertStore {
 
 /** A part of a name to look for, in any case and without the blanks around it. */
 struct NamePattern {
-    std::string name;
+    std::string name;     ///< the text to be found
     uint32_t exclude = 0; ///< non-zero inverts the match
 };
 
 /** One parsed store path. */
 struct _win_cert_store_path {
-    std::string store_name;
+    std::string store_name;                  ///< the store of the local machine
     std::list<NamePattern> issuer_patterns;  ///< all must match, those without a text aside
     std::list<NamePattern> subject_patterns; ///< all must match, and there must be one
 };
 
 /** Where a selected certificate came from. */
 struct _selected_win_cert_store_path {
-    _win_cert_store_path store_path;
+    _win_cert_store_path store_path; ///< the parsed path
 };
 
 /** The checks of a candidate, in their order. */
@@ -48,7 +48,7 @@ enum class CandidateCheck {
 
 /** What selection thinks of one certificate. */
 struct CandidateVerdict {
-    WinCertStoreCertificate certificate;
+    WinCertStoreCertificate certificate;             ///< the candidate
     _win_cert_store_path store_path;                 ///< the path under which it was found
     CandidateCheck refusedBy = CandidateCheck::none; ///< the first check that it failed
     int code = 0;                                    ///< the product status code of that check

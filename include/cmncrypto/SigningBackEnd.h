@@ -28,11 +28,12 @@ public:
     /**
      * Signs with a CNG key.
      * @param pkcs1 pad by PKCS#1 v1.5 (RFC 8017, 9.2) what is taken for a DigestInfo; false: use the bytes as they are
-     * @param size bytes in @p signature @param produced receives the length of the signature
+     * @param size bytes in @p signature
+     * @param produced receives the length of the signature
      */
     virtual uint32_t signCng(uintptr_t key, bool pkcs1, const unsigned char* data, uint32_t length,
                              unsigned char* signature, uint32_t size, uint32_t& produced) = 0;
-    virtual void freeCngKey(uintptr_t key) = 0;
+    virtual void freeCngKey(uintptr_t key) = 0; ///< releases a CNG key
 
     /** Makes a CryptoAPI hash object for the 36 bytes of MD5 and SHA-1 that TLS below 1.2 signs. */
     virtual uint32_t createHash(uintptr_t provider, uintptr_t& hash) = 0;
@@ -40,8 +41,8 @@ public:
     virtual uint32_t setHashValue(uintptr_t hash, const unsigned char* value) = 0; ///< @param value hashSize() bytes
     /** Signs the value of a hash object. @param length size of @p signature, then its bytes, least significant first */
     virtual uint32_t signHash(uintptr_t hash, uint32_t keySpec, unsigned char* signature, uint32_t& length) = 0;
-    virtual void destroyHash(uintptr_t hash) = 0;
-    virtual void releaseProvider(uintptr_t provider) = 0;
+    virtual void destroyHash(uintptr_t hash) = 0;         ///< releases a hash object
+    virtual void releaseProvider(uintptr_t provider) = 0; ///< releases a CryptoAPI provider
 };
 
 } // namespace CmnCrypto::WinCertStore

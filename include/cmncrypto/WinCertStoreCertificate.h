@@ -35,8 +35,8 @@ public:
     /** @param platform to which @p context belongs; null for the process's */
     explicit WinCertStoreCertificate(CertContext context, CertMemoryMgmtType type = CERT_MEMORY_OWNED,
                                      std::shared_ptr<CertStorePlatform> platform = nullptr) noexcept;
-    WinCertStoreCertificate(const WinCertStoreCertificate& other) noexcept;
-    WinCertStoreCertificate& operator=(const WinCertStoreCertificate& other) noexcept;
+    WinCertStoreCertificate(const WinCertStoreCertificate& other) noexcept;            ///< shares the context
+    WinCertStoreCertificate& operator=(const WinCertStoreCertificate& other) noexcept; ///< shares the context
     /** Wraps @p context, counted once more: the caller's own count stays with the caller. */
     WinCertStoreCertificate& operator=(CertContext context) noexcept;
     ~WinCertStoreCertificate();

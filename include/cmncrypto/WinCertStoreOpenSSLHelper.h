@@ -98,7 +98,7 @@ public:
      *  @return 0; 158 there is none; 13; 20; 36 */
     static int get_root_cert_x509(const WinCertStoreCertificate& certificate, X509** root) noexcept;
     static bool is_root_cert(X509* certificate) noexcept; ///< @return whether it is issued by itself; false for null
-    /** @return the subject in one line, "/CN=...", empty for null */
+    /** @return the subject in one line ("O = House, CN = host"), empty for null */
     static std::string getSubjectFromX509Cert(X509* certificate) noexcept;
 
     /**
@@ -143,23 +143,38 @@ public:
     /** @name OpenSSL's accessors
      * Each does what the one of the same name without "QX_" does.
      * @{ */
+    /** EVP_PKEY_get0_RSA() */
     static RSA* QX_EVP_PKEY_get0_RSA(const EVP_PKEY* key) noexcept;
+    /** RSA_get0_key() */
     static void QX_RSA_get0_key(const RSA* rsa, const BIGNUM** n, const BIGNUM** e, const BIGNUM** d) noexcept;
+    /** RSA_get_method() */
     static const RSA_METHOD* QX_RSA_get_method(const RSA* rsa) noexcept;
+    /** RSA_set0_key() */
     static int QX_RSA_set0_key(RSA* rsa, BIGNUM* n, BIGNUM* e, BIGNUM* d) noexcept;
+    /** RSA_set_flags() */
     static void QX_RSA_set_flags(RSA* rsa, int flags) noexcept;
+    /** RSA_meth_new() */
     static RSA_METHOD* QX_RSA_meth_new(const char* name, int flags) noexcept;
+    /** RSA_meth_free() */
     static void QX_RSA_meth_free(RSA_METHOD* method) noexcept;
+    /** RSA_meth_get0_app_data() */
     static void* QX_RSA_meth_get0_app_data(const RSA_METHOD* method) noexcept;
+    /** RSA_meth_set0_app_data() */
     static int QX_RSA_meth_set0_app_data(RSA_METHOD* method, void* data) noexcept;
+    /** RSA_meth_set_init() */
     static int QX_RSA_meth_set_init(RSA_METHOD* method, int (*init)(RSA*)) noexcept;
+    /** RSA_meth_set_finish() */
     static int QX_RSA_meth_set_finish(RSA_METHOD* method, int (*finish)(RSA*)) noexcept;
+    /** RSA_meth_set_pub_enc() */
     static int QX_RSA_meth_set_pub_enc(RSA_METHOD* method,
                                        int (*encrypt)(int, const unsigned char*, unsigned char*, RSA*, int)) noexcept;
+    /** RSA_meth_set_pub_dec() */
     static int QX_RSA_meth_set_pub_dec(RSA_METHOD* method,
                                        int (*decrypt)(int, const unsigned char*, unsigned char*, RSA*, int)) noexcept;
+    /** RSA_meth_set_priv_enc() */
     static int QX_RSA_meth_set_priv_enc(RSA_METHOD* method,
                                         int (*encrypt)(int, const unsigned char*, unsigned char*, RSA*, int)) noexcept;
+    /** RSA_meth_set_priv_dec() */
     static int QX_RSA_meth_set_priv_dec(RSA_METHOD* method,
                                         int (*decrypt)(int, const unsigned char*, unsigned char*, RSA*, int)) noexcept;
     /** @} */

@@ -125,6 +125,7 @@ int WinCertStoreOpenSSLHelper::get_ssl_ctx(const char* path, SSL_CTX* ctx) noexc
         if (ctx == nullptr) {
             return codeInvalidArgument;
         }
+        const ossl::ErrorScope errors;
         const std::string wanted = path != nullptr && *path != '\0' ? path : m_path;
         if (wanted != m_selector->GetCertPath()) {
             m_selector = std::make_shared<CertificateSelector>(wanted, m_filters);

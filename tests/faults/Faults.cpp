@@ -16,6 +16,7 @@
 #include <openssl/pkcs12.h>
 #include <openssl/provider.h>
 #include <openssl/rand.h>
+#include <openssl/ssl.h>
 #include <openssl/x509.h>
 #include <openssl/x509v3.h>
 
@@ -228,6 +229,31 @@ WRAP(X509_STORE_CTX_init, int, P4(X509_STORE_CTX*, X509_STORE*, X509*, STACK_OF(
 WRAP(X509_STORE_CTX_get0_chain, STACK_OF(X509)*, P1(const X509_STORE_CTX*), nullptr)
 WRAP(X509_VERIFY_PARAM_new, X509_VERIFY_PARAM*, P0, nullptr)
 WRAP(X509_VERIFY_PARAM_set_flags, int, P2(X509_VERIFY_PARAM*, unsigned long), 0)
+WRAP(SSL_CTX_new, SSL_CTX*, P1(const SSL_METHOD*), nullptr)
+WRAP(SSL_CTX_ctrl, long, P4(SSL_CTX*, int, long, void*), 0)
+WRAP(SSL_CTX_set_cipher_list, int, P2(SSL_CTX*, const char*), 0)
+WRAP(SSL_CTX_use_certificate, int, P2(SSL_CTX*, X509*), 0)
+WRAP(SSL_CTX_use_PrivateKey, int, P2(SSL_CTX*, EVP_PKEY*), 0)
+WRAP(SSL_CTX_check_private_key, int, P1(const SSL_CTX*), 0)
+WRAP(SSL_CTX_add_client_CA, int, P2(SSL_CTX*, X509*), 0)
+WRAP(SSL_new, SSL*, P1(SSL_CTX*), nullptr)
+WRAP(SSL_set_ex_data, int, P3(SSL*, int, void*), 0)
+WRAP(SSL_accept, int, P1(SSL*), -1)
+WRAP(SSL_read, int, P3(SSL*, void*, int), -1)
+WRAP(SSL_write, int, P3(SSL*, const void*, int), (faults::note("SSL_write", c), -1))
+WRAP(SSL_shutdown, int, P1(SSL*), -1)
+WRAP(DH_new, DH*, P0, nullptr)
+WRAP(DH_set0_pqg, int, P4(DH*, BIGNUM*, BIGNUM*, BIGNUM*), 0)
+WRAP(BIO_new_socket, BIO*, P2(int, int), nullptr)
+WRAP(recv, ssize_t, P4(int, void*, size_t, int), (errno = EIO, -1))
+WRAP(send, ssize_t, P4(int, const void*, size_t, int), (errno = EIO, -1))
+WRAP(SSL_CTX_use_RSAPrivateKey, int, P2(SSL_CTX*, rsa_st*), 0)
+WRAP(RSA_new, rsa_st*, P0, nullptr)
+WRAP(RSA_meth_new, rsa_meth_st*, P2(const char*, int), nullptr)
+WRAP(RSA_set_ex_data, int, P3(rsa_st*, int, void*), 0)
+WRAP(RSA_set_method, int, P2(rsa_st*, const rsa_meth_st*), 0)
+WRAP(BN_dup, BIGNUM*, P1(const BIGNUM*), nullptr)
+WRAP(d2i_X509, X509*, P3(X509**, In*, long), nullptr)
 WRAP(i2d_PKCS12_bio, int, P2(BIO*, const PKCS12*), 0)
 WRAP(PKCS12_init_ex, PKCS12*, P3(int, OSSL_LIB_CTX*, const char*), nullptr)
 WRAP(PKCS8_decrypt_ex, PKCS8_PRIV_KEY_INFO*, P5(const X509_SIG*, const char*, int, OSSL_LIB_CTX*, const char*), nullptr)

@@ -18,6 +18,10 @@ using Operations = std::map<std::string, std::function<std::string()>>;
 Operations x509Operations(const Folder& folder);
 /** What is done with revocation lists, and with stores that use them. */
 Operations revocationOperations(const Folder& folder);
+/** What is done with servers and connections of TLS. */
+Operations tlsOperations(const Folder& folder);
+/** What is done with a store's certificate and key in a context of TLS. */
+Operations bridgeOperations(const Folder& folder);
 
 /**
  * The decision of a list by CN=host, signed with P-256, on a certificate of makeCertificate(): status, serial number,

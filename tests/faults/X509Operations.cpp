@@ -225,5 +225,7 @@ Operations faults::x509Operations(const Folder& folder) {
     addPublicKeys(all, text);
     addFiles(all, path);
     all.merge(revocationOperations(folder));
+    all.merge(tlsOperations(folder));
+    all.merge(bridgeOperations(folder));
     return all;
 }

@@ -16,6 +16,8 @@ namespace CmnCrypto::WinCertStore {
 
 namespace {
 
+constexpr int extensionAbsent = -1; ///< as X509_get_ext_d2i() tells it
+
 struct Property {
     unsigned char bytes[EVP_MAX_MD_SIZE];
     unsigned int length = 0;
@@ -41,11 +43,12 @@ uint32_t readProperty(const SoftwareContext& context, uint32_t id, Property& pro
     return windowsNotFound;
 }
 
-uint64_t fileTimeOfDate(const ASN1_TIME* time) {
+/** @param unreadable what stands for a date that cannot be read */
+uint64_t fileTimeOfDate(const ASN1_TIME* time, uint64_t unreadable) {
     const OpenSslPtr<ASN1_TIME> epoch = asnTime(0);
     const std::optional<TimeDifference> since = timeBetween(epoch.get(), time);
     constexpr int64_t secondsPerDay = 86400;
-    return since ? fileTimeOf(int64_t{since->days} * secondsPerDay + since->seconds) : 0;
+    return since ? fileTimeOf(int64_t{since->days} * secondsPerDay + since->seconds) : unreadable;
 }
 
 std::string dotted(const ASN1_OBJECT* object) {
@@ -94,7 +97,9 @@ EncodedCertificate SoftwareCertStore::encoded(CertContext context) {
 CertValidity SoftwareCertStore::validity(CertContext context) {
     const ossl::ErrorScope errors;
     const X509* const certificate = certificateOf(context);
-    return {fileTimeOfDate(X509_get0_notBefore(certificate)), fileTimeOfDate(X509_get0_notAfter(certificate))};
+    // A date that cannot be read makes the certificate one that is never valid.
+    return {fileTimeOfDate(X509_get0_notBefore(certificate), INT64_MAX),
+            fileTimeOfDate(X509_get0_notAfter(certificate), 0)};
 }
 
 int SoftwareCertStore::verifyTimeValidity(CertContext context, int64_t now) {
@@ -107,12 +112,11 @@ int SoftwareCertStore::verifyTimeValidity(CertContext context, int64_t now) {
 
 bool SoftwareCertStore::intendedKeyUsage(CertContext context, unsigned char& bits) {
     const ossl::ErrorScope errors;
-    const uint32_t usage = X509_get_key_usage(certificateOf(context));
-    if (usage == UINT32_MAX) {
-        return false;
-    }
-    bits = static_cast<unsigned char>(usage & 0xFFU); // OpenSSL numbers the bits as the encoding does
-    return true;
+    int critical = 0;
+    const OpenSslPtr<ASN1_BIT_STRING> usage(
+        static_cast<ASN1_BIT_STRING*>(X509_get_ext_d2i(certificateOf(context), NID_key_usage, &critical, nullptr)));
+    bits = usage && ASN1_STRING_length(usage.get()) > 0 ? *ASN1_STRING_get0_data(usage.get()) : 0;
+    return usage != nullptr || critical != extensionAbsent; // what is there but malformed allows nothing
 }
 
 uint32_t SoftwareCertStore::enhancedKeyUsage(CertContext context, EnhancedKeyUsage& usage) {
@@ -120,10 +124,9 @@ uint32_t SoftwareCertStore::enhancedKeyUsage(CertContext context, EnhancedKeyUsa
     int critical = 0;
     const OpenSslPtr<STACK_OF(ASN1_OBJECT)> list(static_cast<STACK_OF(ASN1_OBJECT)*>(
         X509_get_ext_d2i(certificateOf(context), NID_ext_key_usage, &critical, nullptr)));
-    constexpr int absent = -1;
     usage = {};
     if (!list) {
-        usage.unrestricted = critical == absent;
+        usage.unrestricted = critical == extensionAbsent;
         return usage.unrestricted ? 0 : windowsMalformedEncoding;
     }
     for (int index = 0; index < sk_ASN1_OBJECT_num(list.get()); ++index) {

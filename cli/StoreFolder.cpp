@@ -1,0 +1,149 @@
+#include "StoreFolder.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+#include <openssl/pem.h>
+
+#include "CertificateDetails.h"
+#include "Commands.h"
+#include "FileOption.h"
+#include "OpenSslOwner.h"
+#include "ReadableName.h"
+#include "cmncrypto/TimeLagCertificateFilter.h"
+
+namespace CmnCrypto::Cli {
+
+namespace {
+
+using WinCertStore::WinCertStoreCertificate;
+
+/** Beyond it the library's number of seconds would wrap: some 68 years. */
+constexpr uint64_t maximalLag = INT32_MAX / 60;
+
+OwnedCertificate decoded(const WinCertStoreCertificate& certificate) {
+    OwnedCertificate x509(certificate.GetX509());
+    if (!x509) {
+        throw Failure(ExitCode::internal, "store: one of its certificates cannot be decoded");
+    }
+    return x509;
+}
+
+std::string storeList(const WinCertStore::SoftwareCertStore& stores) {
+    std::string list;
+    for (const std::string& name : stores.storeNames()) {
+        list += (list.empty() ? "" : ", ") + name;
+    }
+    return list.empty() ? "the folder has none: each of its subfolders is a store" : "there are: " + list;
+}
+
+} // namespace
+
+CLI::Option* addStoreOption(CLI::App& parser, std::string& folder) {
+    return parser.add_option("-s,--store", folder, "Folder of which each subfolder is a certificate store")
+        ->check(namedFile());
+}
+
+std::shared_ptr<WinCertStore::SoftwareCertStore> useStores(const std::string& folder) {
+    struct stat status = {};
+    const bool there = ::stat(folder.c_str(), &status) == 0;
+    if (there && !S_ISDIR(status.st_mode)) {
+        throw Failure(ExitCode::inputUnreadable,
+                      folder + ": is no folder; --store takes the folder that holds the stores");
+    }
+    if (!there || ::access(folder.c_str(), R_OK | X_OK) != 0) {
+        throw Failure::ofSystem(ExitCode::inputUnreadable, folder, errno);
+    }
+    auto stores = std::make_shared<WinCertStore::SoftwareCertStore>(folder);
+    WinCertStore::setCertStorePlatform(stores);
+    return stores;
+}
+
+std::vector<std::string> listedNames(const std::string& text) {
+    std::vector<std::string> names;
+    for (size_t begin = 0; begin <= text.size();) {
+        const size_t end = std::min(text.find(',', begin), text.size());
+        const size_t first = text.find_first_not_of(' ', begin);
+        if (first < end) {
+            const size_t last = text.find_last_not_of(' ', end - 1);
+            names.push_back(text.substr(first, last - first + 1));
+        }
+        begin = end + 1;
+    }
+    return names;
+}
+
+OpenedStore::OpenedStore(std::shared_ptr<WinCertStore::SoftwareCertStore> platform, const std::string& name)
+    : m_platform(std::move(platform)) {
+    if (const uint32_t error = m_platform->openStore(name, true, m_handle); error != 0) {
+        throw Failure(ExitCode::inputUnreadable, "store " + name + ": cannot be opened, " +
+                                                     m_platform->errorText(error) + "; " + storeList(*m_platform));
+    }
+}
+
+std::vector<WinCertStoreCertificate> OpenedStore::certificates() const {
+    std::vector<WinCertStoreCertificate> found;
+    WinCertStore::CertContext context = nullptr;
+    while ((context = m_platform->findBySubject(m_handle, "", context)) != nullptr) {
+        found.emplace_back(m_platform->duplicate(context), WinCertStore::CERT_MEMORY_OWNED, m_platform);
+    }
+    return found;
+}
+
+std::string pemOf(const WinCertStoreCertificate& certificate) {
+    const OwnedCertificate x509 = decoded(certificate);
+    const OwnedBio bio(BIO_new(BIO_s_mem()));
+    char* text = nullptr;
+    if (!bio || PEM_write_bio_X509(bio.get(), x509.get()) != 1) {
+        throw std::bad_alloc();
+    }
+    const long length = BIO_get_mem_data(bio.get(), &text);
+    return {text, static_cast<size_t>(length)};
+}
+
+void addStoreCertificate(const WinCertStoreCertificate& certificate, Details& details) {
+    const OwnedCertificate x509 = decoded(certificate);
+    const X509Certificate content(x509.get(), false);
+    details.add("Subject", "subject", readableName(content.getSubject()), Backslash::keep);
+    details.add("Issuer", "issuer", readableName(content.getIssuer()), Backslash::keep);
+    addDates(content, details);
+    details.add("SHA-1 fingerprint", "sha1", content.generateHash(HASH_ALGO_SHA1));
+    details.add("Private key", "hasKey", certificate.DoesPrivateKeyExist() != 0);
+}
+
+StoreFilters timeLagFilters(const std::string& minutes) {
+    if (minutes.empty()) {
+        return {};
+    }
+    const auto lag = static_cast<int>(parseCount("--time-lag", minutes, 0, maximalLag));
+    return {std::make_shared<WinCertStore::TimeLagCertificateFilter>(lag)};
+}
+
+std::string selectionText(int code) {
+    static const std::vector<std::pair<int, const char*>> texts = {
+        {8760, "it has expired; renew it"},
+        {8764, "the path is malformed: each store path is STORE\\ISSUER\\SUBJECT, where the issuer may be empty"},
+        {8767, "its issuer is another one than the path asks for"},
+        {8770, "the filter chose none"},
+        {8771, "no certificate in the store has such a subject; store list shows those that there are"},
+        {8772, "there is no such store; store list shows those that there are"},
+        {8773, "it is not valid yet"},
+        {8775, "the name of this machine is not known, and the path asks for it"},
+        {8776, "its key is no RSA key"},
+        {8785, "its extended key usage excludes TLS clients"},
+        {8786, "its key usage excludes TLS servers"},
+        {8793, "the store does not give its private key: encrypted, malformed, or another certificate's"},
+        {8799, "its signature algorithm is refused, as MD5 is"},
+        {13, "a name in it cannot be read"},
+        {20, "the path is empty"},
+        {36, "there is not enough memory"},
+    };
+    const auto found =
+        std::find_if(texts.begin(), texts.end(), [code](const auto& text) { return text.first == code; });
+    return found == texts.end() ? "the library's code " + std::to_string(code) : found->second;
+}
+
+} // namespace CmnCrypto::Cli

@@ -1,0 +1,64 @@
+/** @file
+ * The folder of certificate stores that a subcommand works with.
+ */
+#ifndef CMNCRYPTO_CLI_STOREFOLDER_H
+#define CMNCRYPTO_CLI_STOREFOLDER_H
+
+#include <list>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "Details.h"
+#include "cmncrypto/CertificateFilter.h"
+#include "cmncrypto/SoftwareCertStore.h"
+#include "cmncrypto/WinCertStoreCertificate.h"
+
+namespace CmnCrypto::Cli {
+
+using StoreFilters = std::list<std::shared_ptr<WinCertStore::CertificateFilter>>;
+
+/** Adds --store. */
+CLI::Option* addStoreOption(CLI::App& parser, std::string& folder);
+
+/** Makes the stores of a folder those of the process. @throws Failure (input cannot be read) */
+std::shared_ptr<WinCertStore::SoftwareCertStore> useStores(const std::string& folder);
+
+/** @return the words of a list separated by commas, without the blanks around them and without empty ones */
+std::vector<std::string> listedNames(const std::string& text);
+
+/** An open store, which closes itself. */
+class OpenedStore {
+public:
+    /** @throws Failure (input cannot be read) naming the stores that there are */
+    OpenedStore(std::shared_ptr<WinCertStore::SoftwareCertStore> platform, const std::string& name);
+    ~OpenedStore() { m_platform->closeStore(m_handle); }
+    OpenedStore(const OpenedStore&) = delete;
+    OpenedStore& operator=(const OpenedStore&) = delete;
+
+    WinCertStore::CertStoreHandle handle() const noexcept { return m_handle; }
+    /** @return all that it holds, in its order */
+    std::vector<WinCertStore::WinCertStoreCertificate> certificates() const;
+
+private:
+    std::shared_ptr<WinCertStore::SoftwareCertStore> m_platform;
+    WinCertStore::CertStoreHandle m_handle = nullptr;
+};
+
+/** @return the certificate in PEM @throws Failure (internal) */
+std::string pemOf(const WinCertStore::WinCertStoreCertificate& certificate);
+
+/** Adds names, dates, fingerprint and whether the store has the key. */
+void addStoreCertificate(const WinCertStore::WinCertStoreCertificate& certificate, Details& details);
+
+/** @return a filter for --time-lag, none for an empty text @throws Failure (usage) */
+StoreFilters timeLagFilters(const std::string& minutes);
+
+/** @return what a status code of selection means, with what to do about it */
+std::string selectionText(int code);
+
+} // namespace CmnCrypto::Cli
+
+#endif

@@ -1,0 +1,277 @@
+#include <cerrno>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include <openssl/err.h>
+
+#include "CertificateInput.h"
+#include "ClientCheck.h"
+#include "Commands.h"
+#include "FileOption.h"
+#include "OpenSslTls.h"
+#include "PassPhrase.h"
+#include "PemInput.h"
+#include "PrivateKeyInput.h"
+#include "Report.h"
+#include "Socket.h"
+#include "StoreFolder.h"
+#include "TlsConversation.h"
+#include "TlsServer.h"
+#include "cmncrypto/TLSOperations.h"
+#include "cmncrypto/WinCertStoreOpenSSLHelper.h"
+
+namespace CmnCrypto::Cli {
+
+namespace {
+
+constexpr int malformedPath = 8764;
+constexpr int refusedByOpenSsl = 9110;
+
+struct ServeOptions {
+    std::string port;
+    std::string host;
+    std::string certificate;
+    std::string key;
+    std::string passFile;
+    std::string store;
+    std::string timeLag;
+    std::string ciphers = "ECDHE+AESGCM:ECDHE+CHACHA20:DHE+AESGCM:!aNULL:!PSK";
+    std::string ca;
+    std::vector<std::string> lists;
+    std::string timeout = "30";
+    bool json = false;
+};
+
+/** @return whether --cert names a certificate in a store. What is wrong with it as either is said at once. */
+bool isStorePath(const ServeOptions& options) {
+    const std::string& name = options.certificate;
+    if (name == "-" || options.key == "-") {
+        throw Failure(ExitCode::usage, "--cert, --key: are files; standard input is not read");
+    }
+    if (::access(name.c_str(), F_OK) == 0) {
+        return false;
+    }
+    if (name.find('\\') == std::string::npos) {
+        throw Failure::ofSystem(ExitCode::inputUnreadable,
+                                name + (options.store.empty() ? "" : " (no store path either: STORE\\ISSUER\\SUBJECT)"),
+                                ENOENT);
+    }
+    if (options.store.empty()) {
+        throw Failure(ExitCode::usage,
+                      "--cert: there is no file " + name + "; as a path into certificate stores it needs --store DIR");
+    }
+    return true;
+}
+
+void checkCombination(const ServeOptions& options, bool storePath) {
+    const auto refuse = [](const std::string& text) { throw Failure(ExitCode::usage, text); };
+    if (storePath && (!options.key.empty() || !options.passFile.empty())) {
+        refuse("--key, --pass-file: the key of a certificate in a store is in the store; leave them out");
+    }
+    if (!storePath && (!options.store.empty() || !options.timeLag.empty())) {
+        refuse("--store, --time-lag: " + options.certificate +
+               " is a file; give --cert a store path, STORE\\ISSUER\\SUBJECT, or leave them out");
+    }
+    if (!options.lists.empty() && options.ca.empty()) {
+        refuse("--crl: clients are checked only with --ca FILE, the certificates that are trusted");
+    }
+}
+
+/** Explains why there is no context where the library's code is not enough. @throws Failure */
+void explainCiphers(const ServeOptions& options, const CmnException& failure) {
+    const OwnedContext context(SSL_CTX_new(TLS_server_method()));
+    if (failure.getErrorCode() == refusedByOpenSsl && context &&
+        SSL_CTX_set_cipher_list(context.get(), options.ciphers.c_str()) != 1) {
+        throw Failure(ExitCode::usage,
+                      "--ciphers: OpenSSL knows no TLS 1.2 suite of \"" + options.ciphers +
+                          "\"; openssl ciphers -v -tls1_2 lists those that there are",
+                      refusedByOpenSsl);
+    }
+    ERR_clear_error();
+}
+
+[[noreturn]] void explainStore(const ServeOptions& options, const CmnException& failure) {
+    explainCiphers(options, failure);
+    const WinCertStore::CertificateSelector selector(options.certificate, {});
+    if (const int code = selector.CheckCertPresence(); code != 0) {
+        throw Failure(code == malformedPath ? ExitCode::usage : ExitCode::inputUnreadable,
+                      "--cert: " + options.certificate + " selects no certificate: " + selectionText(code) +
+                          "; cmncrypto store explain tells more",
+                      code);
+    }
+    if (failure.getErrorCode() == refusedByOpenSsl) {
+        throw Failure(ExitCode::usage,
+                      "--ciphers: a key in a store serves only suites with RSA signatures and (EC)DHE, and \"" +
+                          options.ciphers + "\" has none, or OpenSSL refuses the certificate",
+                      refusedByOpenSsl);
+    }
+    throw Failure(ExitCode::keyUnusable,
+                  "--cert: " + options.certificate + ": " + selectionText(failure.getErrorCode()),
+                  failure.getErrorCode());
+}
+
+[[noreturn]] void explainFiles(const ServeOptions& options, const CmnException& failure) {
+    explainCiphers(options, failure);
+    const CertificateInput input(options.certificate);
+    std::unique_ptr<X509PrivateKey> key;
+    try {
+        key = readPrivateKey({options.key.empty() ? options.certificate : options.key, options.passFile, true});
+    } catch (const Failure& reason) {
+        if (options.key.empty() && reason.exit() == ExitCode::inputUnreadable) {
+            throw Failure(ExitCode::keyUnusable, options.certificate + ": holds no private key; give --key FILE");
+        }
+        throw;
+    }
+    if (X509_check_private_key(input.leaf().getX509(), key->getEVPKey()) != 1) {
+        ERR_clear_error();
+        throw Failure(ExitCode::keyUnusable,
+                      "--key: is not the key of the first certificate in " + options.certificate +
+                          "; cmncrypto key check --cert compares them",
+                      failure.getErrorCode());
+    }
+    throw Failure(ExitCode::keyUnusable,
+                  options.certificate +
+                      (failure.getErrorCode() == refusedByOpenSsl
+                           ? ": OpenSSL refuses the certificate, most likely for a short key or an old signature"
+                           : ": certificate and key must be in PEM; cmncrypto cert save converts") +
+                      " (code " + std::to_string(failure.getErrorCode()) + "); --log-level failure shows more",
+                  failure.getErrorCode());
+}
+
+/** @return a connection that is never used: its context is for all the others */
+OwnedConnection setUp(const ServeOptions& options, bool storePath) {
+    TLSOperations operations(CTX_INIT_MASTER);
+    if (storePath) {
+        useStores(options.store);
+        operations.setWinCertStoreOpenSSLHelper(std::make_shared<WinCertStore::WinCertStoreOpenSSLHelper>(
+            options.certificate, nullptr, timeLagFilters(options.timeLag)));
+    }
+    const std::string& key = options.key.empty() ? options.certificate : options.key;
+    const CertInfoPath paths = {"", options.certificate.c_str(), key.c_str(), options.passFile.c_str()};
+    SSL* ssl = nullptr;
+    try {
+        operations.tlsInitMaster(&paths, options.ciphers.c_str(), 0, &ssl);
+    } catch (const CmnException& failure) {
+        storePath ? explainStore(options, failure) : explainFiles(options, failure);
+    }
+    OwnedConnection connection(ssl);
+    if (!storePath) {
+        warnIfReadableByOthers(key, false);
+    }
+    return connection;
+}
+
+[[noreturn]] void failToListen(const Endpoint& endpoint, int error) {
+    const std::string hint = error == EADDRINUSE      ? "; choose another --port, or 0 for any"
+                             : error == EACCES        ? "; ports below 1024 are for root, choose a higher --port"
+                             : error == EADDRNOTAVAIL ? "; --host has to be an address of this machine"
+                                                      : "";
+    throw Failure(ExitCode::outputUnwritable,
+                  Failure::ofSystem(ExitCode::outputUnwritable, endpoint.text(), error).what() + hint);
+}
+
+/** Listens on all addresses; without --host on this machine's own, of which the second one may be missing. */
+std::vector<FileDescriptor> listen(const ServeOptions& options, std::vector<std::string>& addresses) {
+    const bool loopback = options.host.empty();
+    const int wanted = static_cast<int>(parseCount("--port", options.port, 0, 65535));
+    std::vector<Endpoint> endpoints = resolve(loopback ? "127.0.0.1" : options.host, wanted, true);
+    if (loopback) {
+        endpoints.push_back(resolve("::1", wanted, true).front());
+    }
+    std::vector<FileDescriptor> listeners;
+    int port = wanted;
+    for (Endpoint& endpoint : endpoints) {
+        endpoint.setPort(port);
+        FileDescriptor listener = listenAt(endpoint);
+        if (listener.isOpen()) {
+            listeners.push_back(std::move(listener));
+            addresses.push_back(endpoint.text());
+            port = endpoint.port();
+        } else if (listeners.empty() || (errno == EADDRINUSE && wanted != 0)) {
+            failToListen(endpoint, errno);
+        }
+    }
+    return listeners;
+}
+
+void announce(const ServeOptions& options, const std::vector<std::string>& addresses) {
+    if (options.json) {
+        printJson({{"listening", addresses}});
+        return;
+    }
+    for (const std::string& address : addresses) {
+        printLine("listening on " + address);
+    }
+}
+
+ExitCode runServe(const ServeOptions& options) {
+    const bool storePath = isStorePath(options);
+    checkCombination(options, storePath);
+    const int seconds = static_cast<int>(parseCount("--timeout", options.timeout, 1, 86400));
+    const OwnedConnection prototype = setUp(options, storePath);
+    SSL_CTX* const context = SSL_get_SSL_CTX(prototype.get());
+    prepareForConversations(context);
+    std::optional<ClientCheck> clients;
+    if (!options.ca.empty()) {
+        clients.emplace(options.ca, options.lists);
+        clients->askClients(context);
+    }
+    std::vector<std::string> addresses;
+    std::mutex wholeLines;
+    const TlsService service = {context, clients ? &*clients : nullptr, seconds * 1000, options.json};
+    TlsServer server(listen(options, addresses), [&](int socket, const std::string& peer) {
+        const std::string line = converse(service, socket, peer);
+        const std::lock_guard<std::mutex> lock(wholeLines);
+        printLine(line);
+    });
+    announce(options, addresses);
+    const size_t count = server.run();
+    if (options.json) {
+        printJson({{"stopped", true}, {"connections", count}});
+    } else {
+        printLine("stopped after " + std::to_string(count) + (count == 1 ? " connection" : " connections"));
+    }
+    return ExitCode::success;
+}
+
+void addClientOptions(CLI::App& parser, ServeOptions& options) {
+    parser.add_option("--ca", options.ca, "Ask clients for a certificate, and trust these, roots among them")
+        ->check(namedFile());
+    parser.add_option("-l,--crl", options.lists, "Revocation lists for certificates of clients; may be repeated")
+        ->check(namedFile())
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->allow_extra_args(false);
+}
+
+} // namespace
+
+Command addTlsServeCommand(CLI::App& group) {
+    auto options = std::make_shared<ServeOptions>();
+    CLI::App* parser = group.add_subcommand("serve", "A TLS 1.2 server that tells each client what was negotiated");
+    parser->add_option("-P,--port", options->port, "Port to listen on; 0 chooses one")->required();
+    parser->add_option("--host", options->host, "Address to listen on; without this option 127.0.0.1 and ::1");
+    parser
+        ->add_option("-c,--cert", options->certificate,
+                     "Certificate chain in PEM, or a path into stores: STORE\\ISSUER\\SUBJECT")
+        ->required()
+        ->check(namedFile());
+    parser->add_option("-k,--key", options->key, "Private key in PEM; without this option in the file of --cert")
+        ->check(namedFile());
+    parser->add_option("-p,--pass-file", options->passFile, "File whose first line is the pass phrase of the key")
+        ->check(namedFile());
+    addStoreOption(*parser, options->store);
+    parser->add_option("--time-lag", options->timeLag,
+                       "Of several in the stores, prefer the newest that has been valid for so many minutes");
+    parser->add_option("--ciphers", options->ciphers, "Cipher suites, as openssl ciphers takes them")
+        ->capture_default_str();
+    addClientOptions(*parser, *options);
+    parser->add_option("-T,--timeout", options->timeout, "Seconds that a connection may take")->capture_default_str();
+    parser->add_flag("--json", options->json, "Print one JSON document per line");
+    return {parser, [options] { return runServe(*options); }};
+}
+
+} // namespace CmnCrypto::Cli

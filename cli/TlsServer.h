@@ -1,0 +1,65 @@
+/** @file
+ * Connections on threads until a signal comes.
+ */
+#ifndef CMNCRYPTO_CLI_TLSSERVER_H
+#define CMNCRYPTO_CLI_TLSSERVER_H
+
+#include <atomic>
+#include <exception>
+#include <functional>
+#include <list>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "FileDescriptor.h"
+#include "Socket.h"
+
+namespace CmnCrypto::Cli {
+
+/** One thread per connection, at most 256; further clients wait in the system's queue until one is free. */
+class TlsServer {
+public:
+    /** Runs one connection on a blocking socket that stays the server's; its exceptions end the server. */
+    using Serve = std::function<void(int socket, const std::string& peer)>;
+
+    /** From now on the first signal is for run(). @param listeners from listenAt() @throws Failure (internal) */
+    TlsServer(std::vector<FileDescriptor> listeners, Serve serve);
+    ~TlsServer();
+    TlsServer(const TlsServer&) = delete;
+    TlsServer& operator=(const TlsServer&) = delete;
+
+    /**
+     * Serves until SIGINT, SIGTERM or SIGHUP, then lets what is running finish for two seconds.
+     * @return how many connections there were
+     * @throws what a connection has thrown
+     */
+    size_t run();
+
+private:
+    struct Connection {
+        FileDescriptor socket;
+        std::atomic<bool> done{false};
+        std::exception_ptr failure;
+        std::thread thread;
+    };
+
+    void waitForEvents(std::vector<size_t>& ready);
+    void accept(int listener);
+    void start(FileDescriptor socket, const std::string& peer);
+    void reap();
+    void finish();
+
+    std::vector<FileDescriptor> m_listeners;
+    Serve m_serve;
+    FileDescriptor m_wakeRead;
+    FileDescriptor m_wakeWrite;
+    std::list<Connection> m_connections;
+    size_t m_count = 0;
+    bool m_outOfResources = false; ///< of descriptors or threads: pause before the next one is accepted
+    std::exception_ptr m_failure;
+};
+
+} // namespace CmnCrypto::Cli
+
+#endif

@@ -1,0 +1,175 @@
+// Connections with a well-behaved client, on every kind of socket.
+
+#include <atomic>
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <malloc.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include "testlib/Testlib.h"
+#include "testlib/TlsPeer.h"
+
+namespace {
+
+/** A client that connects, sends back each text that ends in a point, slowly, and answers the end. */
+void echo(SSL* client) {
+    char piece[1000];
+    std::string text;
+    EXPECT_EQ(SSL_connect(client), 1);
+    for (int got = 0; (got = SSL_read(client, piece, sizeof piece)) > 0;) {
+        text.append(piece, static_cast<size_t>(got));
+        if (text.back() == '.') {
+            EXPECT_GT(SSL_write(client, text.data(), static_cast<int>(text.size())), 0);
+            text.clear();
+        }
+    }
+    SSL_shutdown(client);
+}
+
+/** Sends such a text, and reads it back. */
+void exchange(const Talk& talk, size_t size) {
+    const std::string data = toHex(pseudoRandom(size / 2, 1)) + ".";
+    std::string back;
+    EXPECT_EQ(talk.write(data), "");
+    while (back.size() < data.size() && back.find("Failed") == std::string::npos) {
+        back += talk.read(7000);
+    }
+    EXPECT_TRUE(back == data) << size;
+}
+
+TEST(TlsConnection, OnEverySocket) {
+    static std::atomic<int> signals;
+    struct sigaction action = {};
+    action.sa_handler = [](int) { ++signals; }; // ends the system's calls
+    sigaction(SIGUSR1, &action, nullptr);
+    const rlimit many = {3000, 3000};
+    setrlimit(RLIMIT_NOFILE, &many);
+    for (int way = 0; way < 16; ++way) {
+        SCOPED_TRACE(way);
+        Talk talk((way & 1) != 0);
+        Link behind;
+        Link disturbance;
+        if ((way & 4) != 0) { // byte by byte
+            talk.client = clientAt(behind.far);
+            talk.link.peer([&] { relay(talk.link.far, behind.own, 1); });
+        }
+        const int flags = fcntl(talk.link.own, F_GETFL) | ((way & 2) != 0 ? O_NONBLOCK : 0);
+        fcntl(talk.link.own, F_SETFL, flags);
+        talk.socket = static_cast<uint64_t>((way & 8) != 0 ? dup2(talk.link.own, 2500) : talk.link.own);
+        std::atomic<bool> over{false};
+        disturbance.peer([&over, self = pthread_self()] {
+            for (; !over; usleep(200)) {
+                pthread_kill(self, SIGUSR1);
+            }
+        });
+        Link& peer = (way & 4) != 0 ? behind : talk.link;
+        peer.peer([&] { echo(talk.client.get()); });
+        EXPECT_EQ(talk.accept(), "0");
+        for (const size_t size : {0U, 100U, 16383U, 16385U, 1U << 20}) {
+            exchange(talk, (way & 4) != 0 ? size % 1000 : size);
+        }
+        EXPECT_EQ(talk.finish(), "");
+        over = true;
+        peer.join();
+        EXPECT_EQ(fcntl(talk.link.own, F_GETFL), flags) << "open, and left as it is";
+    }
+    EXPECT_GT(signals, 0);
+}
+
+TEST(TlsConnection, BothWaysToEnd) {
+    captureLog();
+    for (const bool clientFirst : {true, false}) {
+        Talk talk;
+        EXPECT_EQ(talk.shakeHands(), "0");
+        takeLog();
+        talk.link.peer([&, client = talk.client.get()] {
+            char byte = 0;
+            EXPECT_EQ(clientFirst ? 0 : SSL_read(client, &byte, 1), 0); // otherwise it has more to say after our end
+            EXPECT_TRUE(SSL_write(client, "abcdefgh", 8) == 8 && SSL_shutdown(client) >= 0);
+            EXPECT_EQ(SSL_shutdown(client), 1);
+        });
+        if (clientFirst) {
+            const std::vector<std::string> parts = {talk.read(3), talk.read(3), talk.read(3), talk.read(), talk.read()};
+            EXPECT_EQ(parts, (std::vector<std::string>{"abc", "def", "gh", "", ""}));
+            const std::string line = "2 - tlsRead: Peer has shut down the underlying transport, exiting gracefully";
+            EXPECT_TRUE(logged({line, line}));
+        }
+        EXPECT_EQ(talk.finish(), "");
+        EXPECT_TRUE(logged({}));
+    }
+}
+
+TEST(TlsConnection, Flat) {
+    captureLog();
+    char buffer[8] = {};
+    int count = 7;
+    Talk talk;
+    SSL* ssl = talk.server.get();
+    SSL* none = nullptr;
+    const auto refused = [](const std::string& step, int code) {
+        const std::string again = "16 - cmncrypto_" + step + ": cmncrypto_" + step + " function failed. Error:";
+        EXPECT_TRUE(code == 20 && logged({"16 - " + step + ": Invalid argument", again + "Invalid argument"})) << step;
+    };
+    takeLog();
+    refused("tlsAccept", cmncrypto_tlsAccept(0, nullptr));
+    refused("tlsAccept", cmncrypto_tlsAccept(0, &none));
+    refused("tlsRead", cmncrypto_tlsRead(none, 0, 8, buffer, &count));
+    refused("tlsRead", cmncrypto_tlsRead(ssl, 0, 8, nullptr, &count));
+    refused("tlsRead", cmncrypto_tlsRead(ssl, 0, 8, buffer, nullptr));
+    refused("tlsWrite", cmncrypto_tlsWrite(0, nullptr, 8, &ssl, &count));
+    refused("tlsWrite", cmncrypto_tlsWrite(0, buffer, 8, nullptr, &count));
+    refused("tlsWrite", cmncrypto_tlsWrite(0, buffer, 8, &none, &count));
+    refused("tlsWrite", cmncrypto_tlsWrite(0, buffer, 8, &ssl, nullptr));
+    refused("tlsFinish", cmncrypto_tlsFinish(none, 0));
+    talk.link.peer([&] { echo(talk.client.get()); });
+    EXPECT_EQ(cmncrypto_tlsAccept(talk.link.own, &ssl), 0);
+    EXPECT_TRUE(cmncrypto_tlsWrite(talk.socket, "1234567.", 8, &ssl, &count) == 0 && count == 8);
+    EXPECT_TRUE(cmncrypto_tlsRead(ssl, talk.socket, 8, buffer, &count) == 0 && std::string(buffer, 8) == "1234567.");
+    EXPECT_EQ(cmncrypto_tlsFinish(talk.server.release(), talk.socket), 0);
+}
+
+TEST(TlsConnection, Parallel) {
+    TLSOperations operations(CTX_INIT_CLIENT);
+    std::vector<std::thread> threads;
+    threads.reserve(8);
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([first = serverBy(operations).release(), second = serverBy(operations).release()] {
+            for (SSL* const ssl : {first, second}) {
+                Talk talk(false, Owned<SSL>(ssl));
+                talk.link.peer([&] { echo(talk.client.get()); });
+                EXPECT_EQ(talk.accept(), "0");
+                exchange(talk, 20000);
+                EXPECT_EQ(talk.finish(), "");
+            }
+        });
+    }
+    std::for_each(threads.begin(), threads.end(), [](std::thread& thread) { thread.join(); });
+}
+
+TEST(TlsConnection, NothingIsKept) {
+    TLSOperations operations(CTX_INIT_CLIENT);
+    const Owned<X509> certificate = makeCertificate();
+    const auto inUse = [&](int connections) {
+        for (int i = 0; i < connections; ++i) {
+            SSL* ssl = nullptr;
+            operations.tlsInitClient(certificate.get(), keyOf("P-256"), "DEFAULT", &ssl);
+            Talk talk(i % 2 == 0, Owned<SSL>(ssl));
+            talk.link.peer([&] { i % 3 == 0 ? talk.link.hangUp(i % 2 == 0) : echo(talk.client.get()); });
+            EXPECT_EQ(talk.accept(), i % 3 == 0 ? "9120" : "0");
+            if (i % 3 == 1) {
+                exchange(talk, 100);
+                EXPECT_EQ(talk.finish(), ""); // the others are left as they are
+            }
+        }
+        const std::filesystem::directory_iterator open("/proc/self/fd");
+        return std::make_pair(std::distance(begin(open), end(open)), mallinfo2().uordblks);
+    };
+    const auto before = inUse(50);
+    const auto after = inUse(500);
+    EXPECT_EQ(after.first, before.first);
+    EXPECT_LT(after.second, before.second + (1U << 18)) << "that of a hundred connections would be more";
+}
+
+} // namespace
