@@ -78,7 +78,7 @@ public:
     /**
      * Puts a certificate with its key and chain into a context.
      * @return 0; 8793 the store does not give its key, 9110 OpenSSL refuses the certificate or its chain, 9129 the key,
-     *         9130 they do not match, 20 an empty argument, 36
+     *         9130 they do not match, 13 a certificate cannot be decoded, 20 an empty argument, 36
      */
     int load_certificate_key_in_ssl_ctx(const WinCertStoreCertificate& certificate, SSL_CTX* ctx) noexcept;
 

@@ -71,9 +71,12 @@ int installWhole(const WinCertStoreCertificate& certificate, Record& record, SSL
         return code;
     }
     const Identity identity{OpenSslPtr<X509>(certificate.GetX509()), OpenSslPtr<STACK_OF(X509)>(chain), record};
+    if (!identity.certificate) {
+        return codeReadFailed; // logged
+    }
     const OpenSslPtr<SSL_CTX> trial = trialContext(ctx);
-    if (!identity.certificate || !trial) {
-        return refuse(codeTlsRefused, "SSL_CTX_new()");
+    if (!trial) {
+        return refuse(codeTlsRefused, "Making a spare context");
     }
     if (const int code = install(identity, trial.get())) {
         return code;

@@ -18,12 +18,14 @@ struct Context {
     OpenSslPtr<SSL_CTX> ctx;
     bool isUsed = false;    ///< a set-up has begun on it
     bool isReady = false;   ///< a set-up was finished
-    std::string cipherList; ///< that of the set-up
+    std::string cipherList; ///< what it was given; empty for none yet
+
+    bool hasList(const char* list) const { return list != nullptr && !cipherList.empty() && cipherList == list; }
 
     /** @return whether a connection with this list and certificate can be made from it as it stands */
     bool serves(const char* list, const X509* certificate) const {
         const X509* const own = isReady ? SSL_CTX_get0_certificate(ctx.get()) : nullptr;
-        return own != nullptr && list != nullptr && cipherList == list && kindOf(own) == kindOf(certificate);
+        return own != nullptr && hasList(list) && kindOf(own) == kindOf(certificate);
     }
 
 private:

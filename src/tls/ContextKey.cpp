@@ -14,6 +14,12 @@ bool isMismatch(unsigned long error) noexcept {
            (reason == X509_R_KEY_VALUES_MISMATCH || reason == X509_R_KEY_TYPE_MISMATCH);
 }
 
+/** @return whether a key is that of the context's certificate; true without one */
+bool belongs(const SSL_CTX* context, const EVP_PKEY* key) noexcept {
+    const X509* const certificate = SSL_CTX_get0_certificate(context);
+    return certificate == nullptr || X509_check_private_key(certificate, key) == 1;
+}
+
 } // namespace
 
 int useKey(SSL_CTX* context, EVP_PKEY* key) noexcept {
@@ -23,7 +29,8 @@ int useKey(SSL_CTX* context, EVP_PKEY* key) noexcept {
     return isMismatch(ERR_peek_last_error()) ? codeKeyMismatch : codeKeyRefused;
 }
 
-int useKeyFile(SSL_CTX* context, const std::string& path, const char* passPhrase, cmncrypto_cert_log_cb logger) {
+int useKeyFile(SSL_CTX* context, const std::string& path, const char* passPhrase, cmncrypto_cert_log_cb logger,
+               KeyOf owner) {
     const PemFileLog log("SSLCTXHelper::set_private_key_in_ssl_context", path, logger);
     if (context == nullptr) {
         return log.failure(codeInvalidArgument, "Invalid argument");
@@ -35,7 +42,8 @@ int useKeyFile(SSL_CTX* context, const std::string& path, const char* passPhrase
         return result;
     }
     const OpenSslPtr<EVP_PKEY> key(read);
-    const int used = useKey(context, key.get());
+    const int used =
+        owner == KeyOf::certificate && !belongs(context, key.get()) ? codeKeyMismatch : useKey(context, key.get());
     return used == 0 ? 0
                      : log.failure(used, used == codeKeyMismatch ? "The private key is not that of the certificate"
                                                                  : "Failed to use the private key");

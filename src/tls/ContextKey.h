@@ -18,9 +18,15 @@ namespace CmnCrypto::tls {
  */
 int useKey(SSL_CTX* context, EVP_PKEY* key) noexcept;
 
-/** As useKey(), with a key from a file: SSLCTXHelper::set_private_key_in_ssl_context() without its last check.
- *  @param passPhrase NUL-terminated, null or empty for none */
-int useKeyFile(SSL_CTX* context, const std::string& path, const char* passPhrase, cmncrypto_cert_log_cb logger);
+/** What a key is held against before it enters a context. */
+enum class KeyOf {
+    anything,   ///< nothing: the caller looks at it afterwards
+    certificate ///< the certificate that the context has, if any: OpenSSL would keep a wrong key of another kind
+};
+
+/** As useKey(), with a key from a file. @param passPhrase NUL-terminated, null or empty for none */
+int useKeyFile(SSL_CTX* context, const std::string& path, const char* passPhrase, cmncrypto_cert_log_cb logger,
+               KeyOf owner);
 
 /**
  * @param certificate what the context has been given last, before its key; null for none

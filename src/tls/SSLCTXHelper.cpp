@@ -91,13 +91,7 @@ int SSLCTXHelper::set_cert_chain_in_ssl_context(const std::string& path, cmncryp
 int SSLCTXHelper::set_private_key_in_ssl_context(const std::string& path, const char* passPhrase,
                                                  cmncrypto_cert_log_cb logger, SSL_CTX* context) try {
     const ossl::ErrorScope errors;
-    const X509* const certificate = context == nullptr ? nullptr : SSL_CTX_get0_certificate(context);
-    const int result = tls::useKeyFile(context, path, passPhrase, logger);
-    if (result != 0 || certificate == nullptr || tls::keyMatches(context, certificate)) {
-        return result;
-    }
-    return PemFileLog("SSLCTXHelper::set_private_key_in_ssl_context", path, logger)
-        .failure(codeKeyMismatch, "The private key is not that of the certificate");
+    return tls::useKeyFile(context, path, passPhrase, logger, tls::KeyOf::certificate);
 } catch (const std::bad_alloc&) {
     PemFileLog("SSLCTXHelper::set_private_key_in_ssl_context", path, logger).message("Failed to allocate memory");
     return codeNoMemory;

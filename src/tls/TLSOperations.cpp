@@ -87,8 +87,8 @@ int loadKey(SSL_CTX* context, const CertInfoPath& paths) {
         clogmsg(logFailure, masterRecipe, "Failed to load PassPhrase from file : [%s]", passPhrasePath.c_str());
         return result;
     }
-    if (const int result =
-            tls::useKeyFile(context, textOf(paths.privateKeyPath), passPhrase.text(), CmnApi::cert_util_logger);
+    if (const int result = tls::useKeyFile(context, textOf(paths.privateKeyPath), passPhrase.text(),
+                                           CmnApi::cert_util_logger, tls::KeyOf::anything);
         result != 0) {
         return refuse(masterRecipe, "Error: set_private_key_in_ssl_context() failed", result);
     }
@@ -173,10 +173,9 @@ int TLSOperations::tls_ctx_init_client(X509* certificate, EVP_PKEY* key, const c
     }
     if (!m_clientContext->serves(cipherList, certificate)) {
         renew(m_clientContext, SSLv23_server_method());
-        if (const int result = tls::setCiphers(m_clientContext->ctx.get(), cipherList); result != 0) {
-            return result;
-        }
-        m_clientContext->cipherList = cipherList;
+    }
+    if (const int result = tls::setCiphers(*m_clientContext, cipherList); result != 0) {
+        return result;
     }
     m_clientContext->isReady = false; // until everything that follows has worked
     SSL_CTX* const context = m_clientContext->ctx.get();
@@ -222,7 +221,7 @@ int TLSOperations::tls_ctx_init_master(const CertInfoPath* paths, const char* ci
     const std::string certificatePath = textOf(paths->certChainPath);
     renew(m_masterContext, SSLv23_method()); // reading the files takes longer than making a context
     SSL_CTX* const context = m_masterContext->ctx.get();
-    if (const int result = tls::setCiphers(context, cipherList); result != 0) {
+    if (const int result = tls::setCiphers(*m_masterContext, cipherList); result != 0) {
         return result;
     }
     return WinCertStore::isStorePath(certificatePath) ? loadFromStore(certificatePath.c_str())

@@ -51,16 +51,21 @@ bool setProtocol(SSL_CTX* context) {
 
 } // namespace
 
-int setCiphers(SSL_CTX* context, const char* cipherList) {
-    initDh(context);
-    initEcdh(context);
-    if (!setProtocol(context) || cipherList == nullptr || SSL_CTX_set_cipher_list(context, cipherList) != 1) {
+int setCiphers(Context& context, const char* cipherList) {
+    SSL_CTX* const ctx = context.ctx.get();
+    initDh(ctx);
+    initEcdh(ctx);
+    if (context.hasList(cipherList)) {
+        return 0; // connections that were made from it may be reading it at this moment
+    }
+    if (!setProtocol(ctx) || cipherList == nullptr || SSL_CTX_set_cipher_list(ctx, cipherList) != 1) {
         clogmsg(logFailure, "setCiphers", "Error: SSL_CTX_set_cipher_list() failed with error %s",
                 drainSslErrors().c_str());
         return codeTlsRefused;
     }
-    SSL_CTX_set_mode(context, SSL_MODE_AUTO_RETRY);
-    SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
+    context.cipherList = cipherList;
+    SSL_CTX_set_mode(ctx, SSL_MODE_AUTO_RETRY);
+    SSL_CTX_set_session_cache_mode(ctx, SSL_SESS_CACHE_OFF);
     return 0;
 }
 

@@ -1,7 +1,7 @@
 #ifndef CMNCRYPTO_TLS_TLSRECIPE_H
 #define CMNCRYPTO_TLS_TLSRECIPE_H
 
-#include "ossl/OpenSsl.h"
+#include "tls/Context.h"
 
 namespace CmnCrypto::tls {
 
@@ -10,7 +10,7 @@ namespace CmnCrypto::tls {
  * no resumption. A group that OpenSSL refuses is logged and done without.
  * @return 0; 9110, logged, when the cipher list is refused, also for null
  */
-int setCiphers(SSL_CTX* context, const char* cipherList);
+int setCiphers(Context& context, const char* cipherList);
 
 } // namespace CmnCrypto::tls
 

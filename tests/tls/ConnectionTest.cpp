@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <malloc.h>
@@ -128,6 +129,32 @@ TEST(TlsConnection, Flat) {
     EXPECT_TRUE(cmncrypto_tlsWrite(talk.socket, "1234567.", 8, &ssl, &count) == 0 && count == 8);
     EXPECT_TRUE(cmncrypto_tlsRead(ssl, talk.socket, 8, buffer, &count) == 0 && std::string(buffer, 8) == "1234567.");
     EXPECT_EQ(cmncrypto_tlsFinish(talk.server.release(), talk.socket), 0);
+}
+
+/** A server goes on setting up connections while earlier ones shake hands, each with the list that it was given. */
+TEST(TlsConnection, SetUpMeanwhile) {
+    TLSOperations operations(CTX_INIT_CLIENT);
+    std::atomic<int> left{3};
+    std::vector<std::thread> threads;
+    for (int thread = left; thread > 0; --thread) {
+        std::vector<SSL*> made;
+        for (int count = 0; count < 20; ++count) {
+            made.push_back(serverBy(operations, "P-256", count % 2 == 0 ? "AES128" : "AES256").release());
+        }
+        threads.emplace_back([&left, made] {
+            for (size_t count = 0; count < made.size(); ++count) {
+                Talk talk(false, Owned<SSL>(made[count]));
+                EXPECT_EQ(talk.shakeHands(), "0");
+                EXPECT_NE(std::strstr(SSL_get_cipher(talk.client.get()), count % 2 == 0 ? "AES128" : "AES256"),
+                          nullptr);
+            }
+            --left;
+        });
+    }
+    for (int count = 0; left > 0; ++count) {
+        serverBy(operations, "P-256", count % 3 == 0 ? "AES256" : "AES128");
+    }
+    std::for_each(threads.begin(), threads.end(), [](std::thread& thread) { thread.join(); });
 }
 
 TEST(TlsConnection, Parallel) {

@@ -158,6 +158,14 @@ TEST(TlsTimeout, PeersThatNeverComeToAnEnd) {
         talk.link.abandon();
         EXPECT_LT(drops, 16000) << "it ended before the record";
     }
+    Talk talk;
+    std::string pieces = fromHex("160301000401004e20"); // a message byte by byte, all there: nothing is waited for
+    for (int i = 0; i < 20000; ++i) {
+        pieces += fromHex("160301000100");
+    }
+    talk.link.send(pieces);
+    TLSOperations::setIoTimeout(talk.server.get(), 1);
+    EXPECT_EQ(talk.accept(), "9131");
 }
 
 } // namespace
