@@ -38,10 +38,9 @@ std::string pattern(const std::string& operation, std::string text) {
 
 std::vector<Row> faultRows() {
     std::vector<Row> rows;
-    std::istringstream file(contentOf(CMNCRYPTO_TEST_DATA "/x509-faults.txt") +
-                            contentOf(CMNCRYPTO_TEST_DATA "/revocation-faults.txt") +
-                            contentOf(CMNCRYPTO_TEST_DATA "/tls-faults.txt") +
-                            contentOf(CMNCRYPTO_TEST_DATA "/bridge-faults.txt"));
+    std::istringstream file(
+        contentOf(CMNCRYPTO_TEST_DATA "/x509-faults.txt") + contentOf(CMNCRYPTO_TEST_DATA "/revocation-faults.txt") +
+        contentOf(CMNCRYPTO_TEST_DATA "/tls-faults.txt") + contentOf(CMNCRYPTO_TEST_DATA "/bridge-faults.txt"));
     std::string operation;
     for (std::string line; std::getline(file, line);) {
         if (line[0] == '[') {
