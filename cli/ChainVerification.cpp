@@ -5,6 +5,7 @@
 
 #include <openssl/err.h>
 #include <openssl/x509_vfy.h>
+#include <openssl/x509v3.h>
 
 #include "OpenSslOwner.h"
 #include "cmncrypto/CrlUtil.h"
@@ -148,6 +149,18 @@ Verdict verdictOn(int error) {
     }
 }
 
+int unsuitableDepth(const X509CertChain& chain, int purpose) {
+    int depth = 0;
+    for (auto at = chain.getCertChainBegin(); at != chain.getCertChainEnd(); ++at, ++depth) {
+        // More than 1 stands for old forms of an authority, which the verification has judged already.
+        if (X509_check_purpose((*at)->getX509(), purpose, depth > 0 ? 1 : 0) <= 0) {
+            ERR_clear_error();
+            return depth;
+        }
+    }
+    return -1;
+}
+
 ChainAnswer verifyChain(const ChainQuestion& question) {
     X509Store store;
     store.setTrustedCerts(question.trusted);
@@ -165,6 +178,12 @@ ChainAnswer verifyChain(const ChainQuestion& question) {
     ChainAnswer answer;
     answer.error = store.getStatus().code;
     answer.depth = observed.depth;
+    const X509CertChain* const built = store.getVerifiedX509CertChain();
+    if (answer.error == X509_V_OK && question.purpose != 0 && built != nullptr) {
+        const int depth = unsuitableDepth(*built, question.purpose);
+        answer.error = depth < 0 ? X509_V_OK : X509_V_ERR_INVALID_PURPOSE;
+        answer.depth = std::max(depth, 0);
+    }
     answer.errorText = X509_verify_cert_error_string(answer.error);
     answer.statusText = store.getStatus().message;
     answer.verifiedPem = store.getVerifiedCertChain();

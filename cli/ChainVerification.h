@@ -21,6 +21,7 @@ struct ChainQuestion {
     std::string chain;   ///< PEM, the leaf first
     std::vector<const Crl*> lists;
     crl_check_level level;
+    int purpose = 0; ///< X509_PURPOSE_ value that all of the chain must allow, 0 for any
 };
 
 /** The outcome and its evidence. */
@@ -37,6 +38,13 @@ struct ChainAnswer {
 /** @return what an X509_V_ERR_ value means for somebody who relies on the chain @throws std::bad_alloc for its memory
  */
 Verdict verdictOn(int error);
+
+/**
+ * What a verification for any purpose leaves out: the usages of the certificate and of the authorities above it.
+ * @param purpose X509_PURPOSE_ value
+ * @return the depth of the first certificate that does not allow it, -1 when all do
+ */
+int unsuitableDepth(const X509CertChain& chain, int purpose);
 
 /** Verifies at the present time. @throws the library's exceptions */
 ChainAnswer verifyChain(const ChainQuestion& question);

@@ -11,6 +11,7 @@
 #include <openssl/ssl.h>
 
 #include "GivenLists.h"
+#include "OpenSslOwner.h"
 #include "Verdict.h"
 #include "cmncrypto/X509Store.h"
 
@@ -35,7 +36,10 @@ public:
     Answer judge(const SSL* ssl);
 
 private:
-    std::string m_trusted; // PEM
+    int weakness(const SSL* ssl, X509* leaf) const;
+
+    std::string m_trusted;                        // PEM
+    Owned<X509_STORE, X509_STORE_free> m_anchors; // the same
     std::mutex m_oneAtATime;
     X509Store m_store;
 };

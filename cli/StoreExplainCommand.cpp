@@ -31,18 +31,6 @@ constexpr std::array<const char*, 9> checkNames = {
     "signature algorithm", "subject",  "issuer",   "private key", "server purpose",
     "client purpose",      "validity", "key type", "none"};
 
-/** The check for a key reports the code of the check before it. */
-std::string refusalText(const CandidateVerdict& verdict) {
-    switch (verdict.refusedBy) {
-    case CandidateCheck::privateKey:
-        return "the store has no private key for it";
-    case CandidateCheck::subject:
-        return "its subject does not match";
-    default:
-        return selectionText(verdict.code);
-    }
-}
-
 Details describe(const CandidateVerdict& verdict) {
     Details details;
     details.add("Store", "store", verdict.store_path.store_name);
@@ -79,7 +67,16 @@ std::string choiceText(const std::list<CandidateVerdict>& verdicts, const WinCer
                : "the newest of " + std::to_string(serving) + ", as none began " + lag + " minutes ago or earlier";
 }
 
+[[noreturn]] void refusePath(const ExplainOptions& options, const std::string& reason, int code) {
+    throw Failure(ExitCode::usage,
+                  "PATH: \"" + options.path + "\": " + reason + "; put it in quotes for the shell: 'MY\\\\www.example'",
+                  code);
+}
+
 ExitCode runExplain(const ExplainOptions& options) {
+    if (const std::string mistake = storePathMistake(options.path); !mistake.empty()) {
+        refusePath(options, mistake, malformedPath);
+    }
     const StoreFilters filters = timeLagFilters(options.timeLag);
     const auto platform = useStores(options.folder);
     const CertificateSelector selector(options.path, filters);
@@ -89,10 +86,7 @@ ExitCode runExplain(const ExplainOptions& options) {
     _selected_win_cert_store_path selected;
     const int code = selector.GetCertificate(winner, selected, false);
     if (code == malformedPath && verdicts.empty()) {
-        throw Failure(ExitCode::usage,
-                      "PATH: \"" + options.path + "\": " + selectionText(code) +
-                          "; put it in quotes for the shell: 'MY\\\\www.example'",
-                      code);
+        refusePath(options, selectionText(code), code);
     }
     Details result;
     result.add("", "verdict", code == 0 ? "selected" : "none");
@@ -107,8 +101,9 @@ ExitCode runExplain(const ExplainOptions& options) {
     } else {
         result.add("Result", "why",
                    std::to_string(code) + ": " +
-                       (verdicts.empty() ? selectionText(code)
-                                         : "no candidate serves; the last one that counts: " + selectionText(code)));
+                       (verdicts.empty()
+                            ? selectionText(code)
+                            : "no candidate serves; the last one that counts: " + selectionText(code, verdicts)));
     }
     if (searched != 0) {
         result.problem("not searched: a part of the path, code " + std::to_string(searched) + ": " +

@@ -19,7 +19,11 @@ namespace CmnCrypto::Cli {
 
 namespace {
 
+using WinCertStore::CandidateCheck;
+using WinCertStore::CandidateVerdict;
 using WinCertStore::WinCertStoreCertificate;
+
+constexpr int noSuchSubject = 8771;
 
 /** Beyond it the library's number of seconds would wrap: some 68 years. */
 constexpr uint64_t maximalLag = INT32_MAX / 60;
@@ -38,6 +42,23 @@ std::string storeList(const WinCertStore::SoftwareCertStore& stores) {
         list += (list.empty() ? "" : ", ") + name;
     }
     return list.empty() ? "the folder has none: each of its subfolders is a store" : "there are: " + list;
+}
+
+/** Splits as the library does: a quote in the first position opens no pair, nor does one without another behind it. */
+std::vector<std::string> splitOutsideQuotes(const std::string& text, char delimiter) {
+    std::vector<std::string> pieces(1);
+    bool quoted = false;
+    for (size_t at = 0; at < text.size(); ++at) {
+        if (text[at] == '"' && at > 0) {
+            quoted = !quoted && text.find('"', at + 1) != std::string::npos;
+        }
+        if (text[at] == delimiter && !quoted) {
+            pieces.emplace_back();
+        } else {
+            pieces.back() += text[at];
+        }
+    }
+    return pieces;
 }
 
 } // namespace
@@ -120,6 +141,42 @@ StoreFilters timeLagFilters(const std::string& minutes) {
     }
     const auto lag = static_cast<int>(parseCount("--time-lag", minutes, 0, maximalLag));
     return {std::make_shared<WinCertStore::TimeLagCertificateFilter>(lag)};
+}
+
+std::string storePathMistake(const std::string& path) {
+    if (path.empty()) {
+        return "";
+    }
+    for (const std::string& element : splitOutsideQuotes(path, ',')) {
+        const size_t first = element.find_first_not_of(' ');
+        if (first == std::string::npos) {
+            return "an element is empty";
+        }
+        const std::vector<std::string> parts =
+            splitOutsideQuotes(element.substr(first, element.find_last_not_of(' ') + 1 - first), '\\');
+        if (parts.size() != 3) {
+            return "each element is STORE\\ISSUER\\SUBJECT, where the issuer may be empty";
+        }
+        if (!parts[0].empty() && parts[0].back() == ':') {
+            return "the name of a store ends in no colon";
+        }
+    }
+    return "";
+}
+
+std::string refusalText(const CandidateVerdict& verdict) {
+    switch (verdict.refusedBy) {
+    case CandidateCheck::privateKey:
+        return "the store has no private key for it that can be used: missing, encrypted or another certificate's";
+    case CandidateCheck::subject:
+        return "its subject does not match";
+    default:
+        return selectionText(verdict.code);
+    }
+}
+
+std::string selectionText(int code, const std::list<CandidateVerdict>& candidates) {
+    return code != noSuchSubject || candidates.empty() ? selectionText(code) : refusalText(candidates.back());
 }
 
 std::string selectionText(int code) {

@@ -13,6 +13,7 @@
 
 #include "Details.h"
 #include "cmncrypto/CertificateFilter.h"
+#include "cmncrypto/CertificateSelector.h"
 #include "cmncrypto/SoftwareCertStore.h"
 #include "cmncrypto/WinCertStoreCertificate.h"
 
@@ -56,8 +57,18 @@ void addStoreCertificate(const WinCertStore::WinCertStoreCertificate& certificat
 /** @return a filter for --time-lag, none for an empty text @throws Failure (usage) */
 StoreFilters timeLagFilters(const std::string& minutes);
 
+/**
+ * Judges a path as a set-up does, which takes it for a file unless all elements are store paths in form.
+ * @return what is wrong with it; empty for nothing, and for an empty path
+ */
+std::string storePathMistake(const std::string& path);
+
 /** @return what a status code of selection means, with what to do about it */
 std::string selectionText(int code);
+/** As above. Where the code says that there is no such subject though there is, the last refusal tells more. */
+std::string selectionText(int code, const std::list<WinCertStore::CandidateVerdict>& candidates);
+/** @return why a candidate was refused */
+std::string refusalText(const WinCertStore::CandidateVerdict& verdict);
 
 } // namespace CmnCrypto::Cli
 

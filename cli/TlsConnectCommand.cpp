@@ -1,8 +1,4 @@
-#include <algorithm>
-#include <arpa/inet.h>
 #include <array>
-#include <cerrno>
-#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +14,7 @@
 #include "Commands.h"
 #include "FileOption.h"
 #include "GivenLists.h"
+#include "HostName.h"
 #include "KeyDescription.h"
 #include "PemInput.h"
 #include "ReadableName.h"
@@ -33,7 +30,8 @@ struct ConnectOptions {
     std::string target;
     std::string ca;
     std::vector<std::string> lists;
-    std::string level = "leaf";
+    std::string level;
+    CLI::Option* levelGiven = nullptr;
     std::string serverName;
     std::string timeout = "10";
     bool json = false;
@@ -55,12 +53,6 @@ Target parseTarget(const std::string& text) {
     }
     return {bracketed ? text.substr(1, colon - 2) : text.substr(0, colon),
             static_cast<int>(parseCount("port", text.substr(colon + 1), 1, 65535))};
-}
-
-bool isAddress(const std::string& host) {
-    std::array<unsigned char, sizeof(in6_addr)> bytes = {};
-    return ::inet_pton(AF_INET, host.c_str(), bytes.data()) == 1 ||
-           ::inet_pton(AF_INET6, host.c_str(), bytes.data()) == 1;
 }
 
 struct Version {
@@ -89,7 +81,9 @@ struct Server {
         if (handshake->ssl() == nullptr) {
             throw Failure(ExitCode::inputUnreadable,
                           endpoint.text() + ": the TLS handshake failed: " + handshake->reason() +
-                              "; is it a TLS server, and does it want a name (--servername)?");
+                              (handshake->wasAskedForCertificate()
+                                   ? "; the server asks for a certificate of the client, which this one has not"
+                                   : "; is it a TLS server, and does it want a name (--servername)?"));
         }
     }
 
@@ -98,32 +92,60 @@ struct Server {
     std::optional<Handshake> handshake;
 };
 
-/** Adds what the server accepts beside what was negotiated. @param negotiated the version */
-void addOffers(const TlsProbe& probe, int negotiated, Details& details) {
+/** Adds which versions the server accepts. @param negotiated one that it does @return what it said to TLS 1.2 */
+Json addVersions(const TlsProbe& probe, int negotiated, Details& details) {
     Json accepted = Json::object();
     std::vector<std::string> lines;
-    bool twelve = false;
     for (const Version& version : versions) {
-        const Handshake attempt = probe.tryOut({version.number, version.number, "ALL:COMPLEMENTOFALL", nullptr});
-        const bool accepts = attempt.ssl() != nullptr;
-        twelve = twelve || (accepts && version.number == TLS1_2_VERSION);
-        accepted[version.name] = attempt.hasConnected() ? Json(accepts) : Json();
-        lines.push_back(version.name + std::string(accepts ? ": yes"
-                                                           : (attempt.hasConnected() ? ": no (" : ": not known (") +
-                                                                 attempt.reason() + ")"));
-        if (accepts && version.number < TLS1_2_VERSION) {
+        Json& answer = accepted[version.name] = true;
+        std::string line = version.name + std::string(": ");
+        if (version.number == negotiated) {
+            line += "yes";
+        } else {
+            const Handshake attempt = probe.tryOut({version.number, version.number, "ALL:COMPLEMENTOFALL", nullptr});
+            answer = attempt.ssl() != nullptr ? Json(true) : attempt.isRefused() ? Json(false) : Json();
+            line += attempt.ssl() != nullptr ? "yes"
+                                             : (attempt.isRefused() ? "no (" : "unknown (") + attempt.reason() + ")";
+        }
+        lines.push_back(line);
+        if (answer == true && version.number < TLS1_2_VERSION) {
             details.problem(std::string("old protocol: the server accepts ") + version.name);
         }
     }
     details.add("Versions", "", lines);
     details.add("", "versions", accepted);
-    const std::vector<std::string> ciphers = twelve ? probe.acceptedCiphers() : std::vector<std::string>();
+    return accepted["TLSv1.2"];
+}
+
+/** @return what the server accepts in TLS 1.2 @param accepts whether it does, null when that is not known */
+AcceptedCiphers ciphersOf(const TlsProbe& probe, const Json& accepts) {
+    if (accepts.is_null()) {
+        return {{}, "it is unknown whether the server accepts TLSv1.2"};
+    }
+    return accepts == true ? probe.acceptedCiphers() : AcceptedCiphers();
+}
+
+/** Adds what the server accepts beside what was negotiated. @param negotiated the version */
+void addOffers(const TlsProbe& probe, int negotiated, Details& details) {
+    const auto [ciphers, incomplete] = ciphersOf(probe, addVersions(probe, negotiated, details));
     details.add("Suites of TLS 1.2", "ciphers", ciphers);
-    const bool several = ciphers.size() > 1;
-    const bool own = several && probe.prefersOwnOrder(ciphers);
-    details.add("", "serverOrder", several ? Json(own) : Json());
-    details.add(several ? "Their order" : "", "", own ? "the server's" : "the client's");
-    details.add("Resumption", "resumption", probe.resumption(negotiated));
+    CipherOrder order = CipherOrder::unknown;
+    std::optional<std::string> resumption;
+    if (incomplete.empty()) {
+        order = ciphers.size() > 1 ? probe.order(ciphers) : order;
+        resumption = probe.resumption(negotiated);
+    } else {
+        details.problem("incomplete: the suites of TLS 1.2: " + incomplete);
+    }
+    const bool own = order == CipherOrder::server;
+    const bool known = order != CipherOrder::unknown;
+    details.add("", "serverOrder", known ? Json(own) : Json());
+    details.add(ciphers.size() > 1 ? "Their order" : "", "",
+                !known ? "unknown"
+                : own  ? "the server's"
+                       : "the client's");
+    details.add("", "resumption", resumption ? Json(*resumption) : Json());
+    details.add("Resumption", "", resumption.value_or("unknown"));
 }
 
 std::vector<std::string> namesOf(const X509* certificate) {
@@ -150,25 +172,38 @@ Details describe(X509Certificate& certificate, size_t depth) {
 }
 
 /** @return whether the certificate is for the host */
-bool addHostMatch(X509* leaf, const std::string& host, Details& details) {
-    const bool matches = isAddress(host) ? X509_check_ip_asc(leaf, host.c_str(), 0) == 1
-                                         : X509_check_host(leaf, host.c_str(), host.size(), 0, nullptr) == 1;
-    ERR_clear_error();
-    details.add("Certificate is for " + printable(host), "hostMatches", matches);
+bool addHostMatch(X509* leaf, const HostName& host, Details& details) {
+    const bool matches = host.matches(leaf);
+    details.add("Certificate is for " + printable(host.text()), "hostMatches", matches);
     if (!matches) {
-        details.problem("wrong host: the certificate is not for " + host);
+        details.problem("wrong host: the certificate is not for " + host.text());
     }
     return matches;
 }
 
+/** What the server's chain is verified with. It is read before anything is sent. */
+struct Trust {
+    explicit Trust(const ConnectOptions& options)
+        : name(options.ca), pem(name.empty() ? "" : trustedCertificatesAsPem(name)), lists(options.lists),
+          level(options.levelGiven->count() > 0 ? options.level
+                : options.lists.empty()         ? "off"
+                                                : "leaf") {}
+
+    std::string name;
+    std::string pem;
+    GivenLists lists;
+    std::string level;
+};
+
 /** Verifies the chain that the server sent. */
-Verdict judge(const ConnectOptions& options, const std::string& pem, const GivenLists& lists, Details& details) {
-    const std::string level = lists.inputs.empty() ? "off" : options.level;
-    const ChainAnswer answer = verifyChain({trustedCertificatesAsPem(options.ca), pem, lists.lists,
+Verdict judge(const Trust& trust, const std::string& pem, Details& details) {
+    const auto& [name, trusted, lists, level] = trust;
+    const ChainAnswer answer = verifyChain({trusted, pem, lists.lists,
                                             level == "off"    ? CRL_CHECK_DISABLED
                                             : level == "leaf" ? CRL_CHECK_LEAF
-                                                              : CRL_CHECK_CHAIN});
-    details.add("Trusted", "trusted", options.ca);
+                                                              : CRL_CHECK_CHAIN,
+                                            X509_PURPOSE_SSL_SERVER});
+    details.add("Trusted", "trusted", name);
     details.add("Revocation check", "", level + ", lists given: " + std::to_string(lists.lists.size()));
     details.add("", "crlCheck", level);
     details.add("", "listsGiven", lists.lists.size());
@@ -183,6 +218,9 @@ Verdict judge(const ConnectOptions& options, const std::string& pem, const Given
     if (answer.revocation) {
         answer.revocation->addTo(details);
     }
+    if (level == "off" && !lists.lists.empty()) {
+        details.problem("lists ignored: --crl-check is off");
+    }
     lists.addTo(details);
     return verdictOn(answer.error);
 }
@@ -193,22 +231,28 @@ std::string pemOf(const STACK_OF(X509)* certificates) {
 
 ExitCode runConnect(const ConnectOptions& options) {
     const Target target = parseTarget(options.target);
-    if (!options.lists.empty() && options.ca.empty()) {
+    if (options.ca.empty() && (!options.lists.empty() || options.levelGiven->count() > 0)) {
         throw Failure(ExitCode::usage,
-                      "--crl: revocation is checked only with --ca FILE, the certificates that are trusted");
+                      (options.lists.empty() ? "--crl-check" : "--crl") +
+                          std::string(": revocation is checked only with --ca FILE, the certificates that are "
+                                      "trusted"));
     }
     const int seconds = static_cast<int>(parseCount("--timeout", options.timeout, 1, 3600));
-    const GivenLists lists(options.lists);
-    const std::string& asked = options.serverName.empty() ? target.host : options.serverName;
-    Server server(target, isAddress(asked) ? "" : asked, seconds * 1000);
+    const HostName host("HOST:PORT", target.host);
+    const HostName asked = options.serverName.empty() ? host : HostName("--servername", options.serverName);
+    const Trust trust(options);
+    Server server(target, asked.isAddress() ? "" : asked.text(), seconds * 1000);
     SSL* const ssl = server.handshake->ssl();
     Verdict verdict = notChecked;
     Details details;
     details.add("", "verdict", "");
     details.add("Server", "server", options.target);
     details.add("Address", "address", server.endpoint.text());
-    details.add("Name asked for", "serverName", isAddress(asked) ? Json() : Json(asked));
+    details.add("Name asked for", "serverName", asked.isAddress() ? Json() : Json(asked.text()));
     addNegotiated(ssl, details);
+    const bool wantsCertificate = server.handshake->wasAskedForCertificate();
+    details.add("", "asksForCertificate", wantsCertificate);
+    details.add(wantsCertificate ? "Certificate of the client" : "", "", "asked for");
     const std::string pem = pemOf(SSL_get_peer_cert_chain(ssl));
     const int version = SSL_version(ssl);
     server.handshake.reset(); // there are servers that serve one client at a time
@@ -223,7 +267,7 @@ ExitCode runConnect(const ConnectOptions& options) {
         X509Certificate& leaf = **certificates.getCertChainBegin();
         const bool matches = addHostMatch(leaf.getX509(), asked, details);
         if (!options.ca.empty()) {
-            verdict = judge(options, pem, lists, details);
+            verdict = judge(trust, pem, details);
             const bool meant = X509_check_purpose(leaf.getX509(), X509_PURPOSE_SSL_SERVER, 0) == 1;
             if (!meant) {
                 details.problem("wrong purpose: the certificate is not meant for TLS servers");
@@ -254,9 +298,11 @@ Command addTlsConnectCommand(CLI::App& group) {
         ->check(namedFile())
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->allow_extra_args(false);
-    parser->add_option("--crl-check", options->level, "Whose revocation is checked, with --crl")
-        ->check(CLI::IsMember({"off", "leaf", "chain"}))
-        ->capture_default_str();
+    options->levelGiven =
+        parser
+            ->add_option("--crl-check", options->level,
+                         "Whose revocation is checked; without this option leaf with --crl, off without")
+            ->check(CLI::IsMember({"off", "leaf", "chain"}));
     parser->add_option("-n,--servername", options->serverName, "Name to ask for and to look for in the certificate");
     parser->add_option("-T,--timeout", options->timeout, "Seconds that each handshake may take")->capture_default_str();
     parser->add_flag("--json", options->json, "Print the result as one JSON document");

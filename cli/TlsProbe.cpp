@@ -8,6 +8,8 @@
 
 #include <openssl/err.h>
 
+#include "Failure.h"
+
 namespace CmnCrypto::Cli {
 
 namespace {
@@ -17,14 +19,39 @@ constexpr int ticketMilliseconds = 500;
 constexpr size_t mostCiphers = 300;
 constexpr char everything[] = "ALL:COMPLEMENTOFALL";
 
+[[noreturn]] void failSetup() {
+    const unsigned long error = ERR_peek_error();
+    if (error == 0 || ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE) {
+        throw std::bad_alloc();
+    }
+    const std::string reason = firstSslReason();
+    ERR_clear_error();
+    throw Failure(ExitCode::internal, "OpenSSL: TLS cannot be set up: " + reason);
+}
+
+/** @return whether an error is the server's word: an alert, or another version than was offered */
+bool isAnswer(unsigned long error) {
+    const int reason = ERR_GET_REASON(error);
+    return ERR_GET_LIB(error) == ERR_LIB_SSL &&
+           (reason >= SSL_AD_REASON_OFFSET || reason == SSL_R_UNSUPPORTED_PROTOCOL ||
+            reason == SSL_R_WRONG_SSL_VERSION);
+}
+
+/** OpenSSL calls this when the server asks. @return 0, for no certificate */
+int noteCertificateAsked(SSL* ssl, X509**, EVP_PKEY**) {
+    *static_cast<bool*>(SSL_get_app_data(ssl)) = true;
+    return 0;
+}
+
 OwnedContext contextFor(const Offer& offer) {
     OwnedContext context(SSL_CTX_new(TLS_client_method()));
     // What is asked is what the server accepts, not what this client would put up with.
     if (!context || SSL_CTX_set_cipher_list(context.get(), (offer.ciphers + ":@SECLEVEL=0").c_str()) != 1 ||
         SSL_CTX_set_min_proto_version(context.get(), offer.oldest) != 1 ||
         SSL_CTX_set_max_proto_version(context.get(), offer.newest) != 1) {
-        throw std::bad_alloc();
+        failSetup();
     }
+    SSL_CTX_set_client_cert_cb(context.get(), noteCertificateAsked);
     SSL_CTX_set_verify(context.get(), SSL_VERIFY_NONE, nullptr);
     SSL_CTX_set_options(context.get(), SSL_OP_LEGACY_SERVER_CONNECT);
     return context;
@@ -40,6 +67,7 @@ Handshake::~Handshake() {
 }
 
 void Handshake::run(const Deadline& deadline) {
+    SSL_set_app_data(m_ssl.get(), &m_askedForCertificate); // only the handshake itself looks at it
     for (;;) {
         ERR_clear_error();
         errno = 0;
@@ -50,6 +78,8 @@ void Handshake::run(const Deadline& deadline) {
         }
         const int what = SSL_get_error(m_ssl.get(), result);
         if (what != SSL_ERROR_WANT_READ && what != SSL_ERROR_WANT_WRITE) {
+            // Whoever asks for a certificate refuses the client without one, not what was offered.
+            m_refused = isAnswer(ERR_peek_error()) && !m_askedForCertificate;
             m_reason = firstSslReason();
             if (m_reason.empty()) {
                 m_reason = error != 0 ? std::generic_category().message(error) : "the server closed the connection";
@@ -95,49 +125,61 @@ Handshake TlsProbe::tryOut(const Offer& offer) const {
     if (ssl == nullptr || SSL_set_fd(ssl, handshake.m_socket.get()) != 1 ||
         (!m_serverName.empty() && SSL_set_tlsext_host_name(ssl, m_serverName.c_str()) != 1) ||
         (offer.session != nullptr && SSL_set_session(ssl, offer.session) != 1)) {
-        throw std::bad_alloc();
+        failSetup();
     }
     handshake.run(deadline);
     return handshake;
 }
 
-std::vector<std::string> TlsProbe::acceptedCiphers() const {
-    std::vector<std::string> accepted;
+AcceptedCiphers TlsProbe::acceptedCiphers() const {
+    AcceptedCiphers accepted;
+    std::vector<std::string>& names = accepted.names;
     Offer offer = {TLS1_2_VERSION, TLS1_2_VERSION, everything, nullptr};
-    while (accepted.size() < mostCiphers) {
+    while (names.size() < mostCiphers) {
         const Handshake handshake = tryOut(offer);
-        const std::string name = handshake.ssl() == nullptr ? "" : SSL_get_cipher_name(handshake.ssl());
-        if (name.empty() || std::find(accepted.begin(), accepted.end(), name) != accepted.end()) {
-            break;
+        if (handshake.ssl() == nullptr) {
+            accepted.incomplete = handshake.isRefused() ? "" : handshake.reason();
+            return accepted;
         }
-        accepted.push_back(name);
-        offer.ciphers += ":!" + name;
+        names.emplace_back(SSL_get_cipher_name(handshake.ssl()));
+        offer.ciphers += ":!" + names.back();
     }
+    accepted.incomplete = "there may be more than " + std::to_string(mostCiphers);
     return accepted;
 }
 
-bool TlsProbe::prefersOwnOrder(const std::vector<std::string>& ciphers) const {
+CipherOrder TlsProbe::order(const std::vector<std::string>& ciphers) const {
     const Handshake handshake = tryOut({TLS1_2_VERSION, TLS1_2_VERSION, ciphers.at(1) + ":" + ciphers.at(0), nullptr});
-    return handshake.ssl() != nullptr && SSL_get_cipher_name(handshake.ssl()) == ciphers.at(0);
+    if (handshake.ssl() == nullptr) {
+        return CipherOrder::unknown;
+    }
+    return SSL_get_cipher_name(handshake.ssl()) == ciphers.at(0) ? CipherOrder::server : CipherOrder::client;
 }
 
-std::string TlsProbe::resumption(int version) const {
+std::optional<std::string> TlsProbe::resumption(int version) const {
     Offer offer = {version, version, "DEFAULT", nullptr};
     OwnedSession session;
     {
         const Handshake first = tryOut(offer);
-        session =
-            first.ssl() == nullptr ? nullptr : first.session(Deadline(std::min(m_milliseconds, ticketMilliseconds)));
+        if (first.ssl() == nullptr) {
+            return std::nullopt;
+        }
+        session = first.session(Deadline(std::min(m_milliseconds, ticketMilliseconds)));
+        if (!session && first.wasAskedForCertificate()) {
+            return std::nullopt; // in TLS 1.3 a client is refused before it would get a ticket
+        }
     }
     if (!session) {
         return "no";
     }
     offer.session = session.get();
     const Handshake second = tryOut(offer);
-    if (second.ssl() == nullptr || SSL_session_reused(second.ssl()) != 1) {
-        return "no";
+    if (second.ssl() == nullptr) {
+        return std::nullopt;
     }
-    return SSL_SESSION_has_ticket(session.get()) == 1 ? "by ticket" : "by session ID";
+    return SSL_session_reused(second.ssl()) != 1        ? "no"
+           : SSL_SESSION_has_ticket(session.get()) == 1 ? "by ticket"
+                                                        : "by session ID";
 }
 
 } // namespace CmnCrypto::Cli

@@ -4,6 +4,7 @@
 #ifndef CMNCRYPTO_CLI_TLSPROBE_H
 #define CMNCRYPTO_CLI_TLSPROBE_H
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -33,6 +34,10 @@ public:
     SSL* ssl() const noexcept { return m_ssl.get(); }
     bool hasConnected() const noexcept { return m_socket.isOpen(); }
     const std::string& reason() const noexcept { return m_reason; } ///< why there is none
+    /** @return whether there is none because the server said so, not because it fell silent or went away */
+    bool isRefused() const noexcept { return m_refused; }
+    /** @return whether the server asked for a certificate of the client, who has none */
+    bool wasAskedForCertificate() const noexcept { return m_askedForCertificate; }
 
     /** Waits for the ticket that TLS 1.3 sends later. @return null when the server gives nothing to resume by */
     OwnedSession session(const Deadline& deadline) const;
@@ -44,7 +49,18 @@ private:
     FileDescriptor m_socket;
     OwnedConnection m_ssl;
     std::string m_reason;
+    bool m_refused = false;
+    bool m_askedForCertificate = false;
 };
+
+/** Suites that a server accepts. */
+struct AcceptedCiphers {
+    std::vector<std::string> names; ///< in the order in which it chooses them
+    std::string incomplete;         ///< why there may be more; empty when these are all
+};
+
+/** Whose order of suites counts. */
+enum class CipherOrder { unknown, server, client };
 
 /** Tries handshakes with one address. */
 class TlsProbe {
@@ -54,12 +70,12 @@ public:
         : m_server(server), m_serverName(std::move(serverName)), m_milliseconds(milliseconds) {}
 
     Handshake tryOut(const Offer& offer) const;
-    /** @return the suites that the server accepts in TLS 1.2, in the order in which it chooses them */
-    std::vector<std::string> acceptedCiphers() const;
-    /** @return whether the server's order of two suites counts, not the client's */
-    bool prefersOwnOrder(const std::vector<std::string>& ciphers) const;
-    /** @return "no", "by ticket" or "by session ID" */
-    std::string resumption(int version) const;
+    /** @return the suites that the server accepts in TLS 1.2 */
+    AcceptedCiphers acceptedCiphers() const;
+    /** @param ciphers two at least that it accepts @return whose order of them counts */
+    CipherOrder order(const std::vector<std::string>& ciphers) const;
+    /** @return "no", "by ticket" or "by session ID"; none when that cannot be told */
+    std::optional<std::string> resumption(int version) const;
 
 private:
     Endpoint m_server;

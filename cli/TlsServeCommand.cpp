@@ -1,7 +1,8 @@
 #include <cerrno>
+#include <list>
 #include <memory>
-#include <mutex>
 #include <optional>
+#include <poll.h>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "ClientCheck.h"
 #include "Commands.h"
 #include "FileOption.h"
+#include "LineOutput.h"
 #include "OpenSslTls.h"
 #include "PassPhrase.h"
 #include "PemInput.h"
@@ -30,6 +32,8 @@ namespace {
 
 constexpr int malformedPath = 8764;
 constexpr int refusedByOpenSsl = 9110;
+/** With what TlsServer gives to connections, a server ends within two seconds. */
+constexpr int flushMilliseconds = 500;
 
 struct ServeOptions {
     std::string port;
@@ -64,6 +68,9 @@ bool isStorePath(const ServeOptions& options) {
         throw Failure(ExitCode::usage,
                       "--cert: there is no file " + name + "; as a path into certificate stores it needs --store DIR");
     }
+    if (const std::string mistake = storePathMistake(name); !mistake.empty()) {
+        throw Failure(ExitCode::usage, "--cert: there is no file " + name + ", and it is no store path: " + mistake);
+    }
     return true;
 }
 
@@ -94,24 +101,43 @@ void explainCiphers(const ServeOptions& options, const CmnException& failure) {
     ERR_clear_error();
 }
 
+constexpr char refusedText[] = ": OpenSSL refuses the certificate, most likely for a short key or an old signature";
+
+/** @return whether it is the certificate that OpenSSL refuses, at the security level that the suites ask for */
+bool isRefused(const ServeOptions& options, const WinCertStore::WinCertStoreCertificate& certificate) {
+    const OwnedContext context(SSL_CTX_new(TLS_server_method()));
+    const OwnedCertificate x509(certificate.GetX509());
+    const bool refused = context && x509 && SSL_CTX_set_cipher_list(context.get(), options.ciphers.c_str()) == 1 &&
+                         SSL_CTX_use_certificate(context.get(), x509.get()) != 1;
+    ERR_clear_error();
+    return refused;
+}
+
 [[noreturn]] void explainStore(const ServeOptions& options, const CmnException& failure) {
     explainCiphers(options, failure);
-    const WinCertStore::CertificateSelector selector(options.certificate, {});
-    if (const int code = selector.CheckCertPresence(); code != 0) {
+    const WinCertStore::CertificateSelector selector(options.certificate, timeLagFilters(options.timeLag));
+    WinCertStore::WinCertStoreCertificate certificate;
+    if (const int code = selector.GetCertificate(certificate, false); code != 0) {
+        std::list<WinCertStore::CandidateVerdict> candidates;
+        selector.Explain(candidates);
         throw Failure(code == malformedPath ? ExitCode::usage : ExitCode::inputUnreadable,
-                      "--cert: " + options.certificate + " selects no certificate: " + selectionText(code) +
+                      "--cert: " + options.certificate + " selects no certificate: " + selectionText(code, candidates) +
                           "; cmncrypto store explain tells more",
                       code);
     }
-    if (failure.getErrorCode() == refusedByOpenSsl) {
+    const int code = failure.getErrorCode();
+    if (code == refusedByOpenSsl && !isRefused(options, certificate)) {
         throw Failure(ExitCode::usage,
                       "--ciphers: a key in a store serves only suites with RSA signatures and (EC)DHE, and \"" +
-                          options.ciphers + "\" has none, or OpenSSL refuses the certificate",
-                      refusedByOpenSsl);
+                          options.ciphers + "\" has none",
+                      code);
     }
     throw Failure(ExitCode::keyUnusable,
-                  "--cert: " + options.certificate + ": " + selectionText(failure.getErrorCode()),
-                  failure.getErrorCode());
+                  "--cert: " + options.certificate +
+                      (code == refusedByOpenSsl
+                           ? refusedText + std::string(" (code 9110); --log-level failure shows more")
+                           : ": " + selectionText(code)),
+                  code);
 }
 
 [[noreturn]] void explainFiles(const ServeOptions& options, const CmnException& failure) {
@@ -136,7 +162,7 @@ void explainCiphers(const ServeOptions& options, const CmnException& failure) {
     throw Failure(ExitCode::keyUnusable,
                   options.certificate +
                       (failure.getErrorCode() == refusedByOpenSsl
-                           ? ": OpenSSL refuses the certificate, most likely for a short key or an old signature"
+                           ? refusedText
                            : ": certificate and key must be in PEM; cmncrypto cert save converts") +
                       " (code " + std::to_string(failure.getErrorCode()) + "); --log-level failure shows more",
                   failure.getErrorCode());
@@ -163,6 +189,27 @@ OwnedConnection setUp(const ServeOptions& options, bool storePath) {
         warnIfReadableByOthers(key, false);
     }
     return connection;
+}
+
+/** @return the NID of what a suite authenticates with, where it is this certificate */
+int authenticationOf(const X509* certificate) {
+    const EVP_PKEY* const key = X509_get0_pubkey(certificate);
+    const int type = key == nullptr ? EVP_PKEY_NONE : EVP_PKEY_get_base_id(key);
+    return type == EVP_PKEY_RSA || type == EVP_PKEY_RSA_PSS ? NID_auth_rsa
+           : type == EVP_PKEY_DSA                           ? NID_auth_dss
+                                                            : NID_auth_ecdsa;
+}
+
+void warnIfNoSuiteServes(SSL_CTX* context) {
+    const int own = authenticationOf(SSL_CTX_get0_certificate(context));
+    const STACK_OF(SSL_CIPHER)* const suites = SSL_CTX_get_ciphers(context);
+    for (int i = 0; i < sk_SSL_CIPHER_num(suites); ++i) {
+        const int needed = SSL_CIPHER_get_auth_nid(sk_SSL_CIPHER_value(suites, i));
+        if (needed == own || needed == NID_auth_null) {
+            return;
+        }
+    }
+    printError("--ciphers: no suite of the list goes with the key of the certificate; no handshake will succeed");
 }
 
 [[noreturn]] void failToListen(const Endpoint& endpoint, int error) {
@@ -198,14 +245,32 @@ std::vector<FileDescriptor> listen(const ServeOptions& options, std::vector<std:
     return listeners;
 }
 
-void announce(const ServeOptions& options, const std::vector<std::string>& addresses) {
+void announce(const ServeOptions& options, const std::vector<std::string>& addresses, LineOutput& output) {
     if (options.json) {
-        printJson({{"listening", addresses}});
+        output.add(jsonText({{"listening", addresses}}));
         return;
     }
     for (const std::string& address : addresses) {
-        printLine("listening on " + address);
+        output.add("listening on " + address);
     }
+}
+
+/** The last line. @return failure where nobody reads it */
+ExitCode takeLeave(const ServeOptions& options, size_t count, LineOutput& output) {
+    const size_t lost = output.lost();
+    const std::string loss = lost == 0 ? "" : ", " + std::to_string(lost) + (lost == 1 ? " line lost" : " lines lost");
+    output.add(options.json
+                   ? jsonText({{"stopped", true}, {"connections", count}, {"linesLost", lost}})
+                   : "stopped after " + std::to_string(count) + (count == 1 ? " connection" : " connections") + loss,
+               true);
+    if (output.flush(Deadline(flushMilliseconds))) {
+        return ExitCode::success;
+    }
+    // No exception: its report would wait for the same reader.
+    if (waitFor(STDERR_FILENO, POLLOUT, Deadline(0))) {
+        printError("standard output: nobody reads it; the last lines are lost");
+    }
+    return ExitCode::outputUnwritable;
 }
 
 ExitCode runServe(const ServeOptions& options) {
@@ -214,6 +279,7 @@ ExitCode runServe(const ServeOptions& options) {
     const int seconds = static_cast<int>(parseCount("--timeout", options.timeout, 1, 86400));
     const OwnedConnection prototype = setUp(options, storePath);
     SSL_CTX* const context = SSL_get_SSL_CTX(prototype.get());
+    warnIfNoSuiteServes(context);
     prepareForConversations(context);
     std::optional<ClientCheck> clients;
     if (!options.ca.empty()) {
@@ -221,21 +287,12 @@ ExitCode runServe(const ServeOptions& options) {
         clients->askClients(context);
     }
     std::vector<std::string> addresses;
-    std::mutex wholeLines;
     const TlsService service = {context, clients ? &*clients : nullptr, seconds * 1000, options.json};
-    TlsServer server(listen(options, addresses), [&](int socket, const std::string& peer) {
-        const std::string line = converse(service, socket, peer);
-        const std::lock_guard<std::mutex> lock(wholeLines);
-        printLine(line);
-    });
-    announce(options, addresses);
-    const size_t count = server.run();
-    if (options.json) {
-        printJson({{"stopped", true}, {"connections", count}});
-    } else {
-        printLine("stopped after " + std::to_string(count) + (count == 1 ? " connection" : " connections"));
-    }
-    return ExitCode::success;
+    LineOutput output;
+    TlsServer server(listen(options, addresses), output,
+                     [&](int socket, const std::string& peer) { return converse(service, socket, peer); });
+    announce(options, addresses, output);
+    return takeLeave(options, server.run(), output);
 }
 
 void addClientOptions(CLI::App& parser, ServeOptions& options) {

@@ -18,13 +18,13 @@ namespace CmnCrypto::Cli {
 namespace {
 
 constexpr size_t mostConnections = 256;
-constexpr int finishMilliseconds = 2000;
+constexpr int finishMilliseconds = 1500;
 constexpr int pauseMilliseconds = 200;
 
 } // namespace
 
-TlsServer::TlsServer(std::vector<FileDescriptor> listeners, Serve serve)
-    : m_listeners(std::move(listeners)), m_serve(std::move(serve)) {
+TlsServer::TlsServer(std::vector<FileDescriptor> listeners, LineOutput& output, Serve serve)
+    : m_listeners(std::move(listeners)), m_output(output), m_serve(std::move(serve)) {
     std::array<int, 2> ends = {};
     if (::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0) {
         throw Failure::ofSystem(ExitCode::internal, "pipe", errno);
@@ -41,7 +41,7 @@ TlsServer::~TlsServer() {
 size_t TlsServer::run() {
     std::vector<size_t> ready;
     while (!stopAsked() && !m_failure) {
-        waitForEvents(ready);
+        waitForEvents(ready, -1);
         reap();
         for (const size_t index : ready) {
             accept(m_listeners[index].get());
@@ -55,9 +55,16 @@ size_t TlsServer::run() {
     return m_count;
 }
 
-/** Waits for clients, for the end of a connection and for a signal. @param ready receives the listeners with clients */
-void TlsServer::waitForEvents(std::vector<size_t>& ready) {
-    std::vector<pollfd> waiting = {{m_wakeRead.get(), POLLIN, 0}};
+/**
+ * Waits for clients, for the end of a connection, for a signal and for the output, which gets what it takes.
+ * @param ready receives the listeners with clients
+ * @param milliseconds -1: for ever
+ */
+void TlsServer::waitForEvents(std::vector<size_t>& ready, int milliseconds) {
+    constexpr int nobody = -1; // which poll() passes over
+    std::vector<pollfd> waiting = {{m_wakeRead.get(), POLLIN, 0},
+                                   {m_output.isWaiting() ? STDOUT_FILENO : nobody, POLLOUT, 0}};
+    const size_t first = waiting.size();
     const bool pausing = std::exchange(m_outOfResources, false);
     if (!pausing && m_connections.size() < mostConnections) {
         for (const FileDescriptor& listener : m_listeners) {
@@ -65,17 +72,28 @@ void TlsServer::waitForEvents(std::vector<size_t>& ready) {
         }
     }
     ready.clear();
-    if (::poll(waiting.data(), waiting.size(), pausing ? pauseMilliseconds : -1) <= 0) {
+    if (::poll(waiting.data(), waiting.size(), pausing ? pauseMilliseconds : milliseconds) <= 0) {
         return; // a signal, most likely; its byte is waiting
     }
     std::array<char, 512> bytes = {};
     while (::read(m_wakeRead.get(), bytes.data(), bytes.size()) > 0) {
         // the bytes say no more than that there are some
     }
-    for (size_t i = 1; i < waiting.size(); ++i) {
+    if (waiting[1].revents != 0) {
+        writeLines();
+    }
+    for (size_t i = first; i < waiting.size(); ++i) {
         if (waiting[i].revents != 0) {
-            ready.push_back(i - 1);
+            ready.push_back(i - first);
         }
+    }
+}
+
+void TlsServer::writeLines() {
+    try {
+        m_output.writeSome();
+    } catch (...) {
+        m_failure = m_failure ? m_failure : std::current_exception();
     }
 }
 
@@ -103,7 +121,7 @@ void TlsServer::start(FileDescriptor socket, const std::string& peer) {
     try {
         connection.thread = std::thread([this, peer, &connection] {
             try {
-                m_serve(connection.socket.get(), peer);
+                connection.line = m_serve(connection.socket.get(), peer);
             } catch (...) {
                 connection.failure = std::current_exception();
             }
@@ -119,33 +137,39 @@ void TlsServer::start(FileDescriptor socket, const std::string& peer) {
     }
 }
 
+/** Waits for a thread and takes over what it leaves. */
+void TlsServer::join(Connection& connection) {
+    connection.thread.join();
+    if (connection.failure) {
+        m_failure = m_failure ? m_failure : connection.failure;
+    } else {
+        m_output.add(connection.line);
+    }
+}
+
 /** Joins the threads that are done and closes their sockets. */
 void TlsServer::reap() {
     for (auto at = m_connections.begin(); at != m_connections.end();) {
-        if (!at->done) {
+        if (at->done) {
+            join(*at);
+            at = m_connections.erase(at);
+        } else {
             ++at;
-            continue;
         }
-        at->thread.join();
-        if (at->failure && !m_failure) {
-            m_failure = at->failure;
-        }
-        at = m_connections.erase(at);
     }
 }
 
 void TlsServer::finish() {
     const Deadline deadline(finishMilliseconds);
-    while (!m_connections.empty() && waitFor(m_wakeRead.get(), POLLIN, deadline)) {
-        std::array<char, 512> bytes = {};
-        [[maybe_unused]] const ssize_t count = ::read(m_wakeRead.get(), bytes.data(), bytes.size());
-        reap();
+    std::vector<size_t> none;
+    while (reap(), !m_connections.empty() && deadline.remaining() > 0) {
+        waitForEvents(none, deadline.remaining());
     }
     for (const Connection& connection : m_connections) {
         ::shutdown(connection.socket.get(), SHUT_RDWR); // whatever it waits for fails now
     }
     for (Connection& connection : m_connections) {
-        connection.thread.join();
+        join(connection);
     }
     m_connections.clear();
 }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "FileDescriptor.h"
+#include "LineOutput.h"
 #include "Socket.h"
 
 namespace CmnCrypto::Cli {
@@ -20,19 +21,25 @@ namespace CmnCrypto::Cli {
 /** One thread per connection, at most 256; further clients wait in the system's queue until one is free. */
 class TlsServer {
 public:
-    /** Runs one connection on a blocking socket that stays the server's; its exceptions end the server. */
-    using Serve = std::function<void(int socket, const std::string& peer)>;
+    /** Runs one connection on a blocking socket that stays the server's; its exceptions end the server.
+     * @return a line about it */
+    using Serve = std::function<std::string(int socket, const std::string& peer)>;
 
-    /** From now on the first signal is for run(). @param listeners from listenAt() @throws Failure (internal) */
-    TlsServer(std::vector<FileDescriptor> listeners, Serve serve);
+    /**
+     * From now on the first signal is for run().
+     * @param listeners from listenAt()
+     * @param output takes the lines; no connection waits for its reader
+     * @throws Failure (internal)
+     */
+    TlsServer(std::vector<FileDescriptor> listeners, LineOutput& output, Serve serve);
     ~TlsServer();
     TlsServer(const TlsServer&) = delete;
     TlsServer& operator=(const TlsServer&) = delete;
 
     /**
-     * Serves until SIGINT, SIGTERM or SIGHUP, then lets what is running finish for two seconds.
+     * Serves until SIGINT, SIGTERM or SIGHUP, then lets what is running finish for a second and a half.
      * @return how many connections there were
-     * @throws what a connection has thrown
+     * @throws what a connection or the output has thrown
      */
     size_t run();
 
@@ -40,17 +47,21 @@ private:
     struct Connection {
         FileDescriptor socket;
         std::atomic<bool> done{false};
+        std::string line;
         std::exception_ptr failure;
         std::thread thread;
     };
 
-    void waitForEvents(std::vector<size_t>& ready);
+    void waitForEvents(std::vector<size_t>& ready, int milliseconds);
+    void writeLines();
     void accept(int listener);
     void start(FileDescriptor socket, const std::string& peer);
+    void join(Connection& connection);
     void reap();
     void finish();
 
     std::vector<FileDescriptor> m_listeners;
+    LineOutput& m_output;
     Serve m_serve;
     FileDescriptor m_wakeRead;
     FileDescriptor m_wakeWrite;

@@ -13,6 +13,14 @@
 
 namespace CmnCrypto::Cli {
 
+/** Ends what cannot go on writing. @throws Failure (output cannot be written), naming @p name */
+[[noreturn]] inline void failToWrite(const std::string& name, int error) {
+    if (error == EPIPE) {
+        throw Failure(ExitCode::outputUnwritable, name + ": the reader has gone");
+    }
+    throw Failure::ofSystem(ExitCode::outputUnwritable, name, error);
+}
+
 /** Writes all bytes. @throws Failure (output cannot be written), naming @p name */
 inline void writeFully(int descriptor, const unsigned char* data, size_t size, const std::string& name) {
     while (size > 0) {
@@ -20,10 +28,8 @@ inline void writeFully(int descriptor, const unsigned char* data, size_t size, c
         if (written >= 0) {
             data += written;
             size -= static_cast<size_t>(written);
-        } else if (errno == EPIPE) {
-            throw Failure(ExitCode::outputUnwritable, name + ": the reader has gone");
         } else if (errno != EINTR) {
-            throw Failure::ofSystem(ExitCode::outputUnwritable, name, errno);
+            failToWrite(name, errno);
         }
     }
 }

@@ -79,7 +79,10 @@ class Stores(StoreCase):
         self.assertEqual((found["selected"]["store"], len(found["problems"])), ("SECOND", 1))
         text = self.run_command("store", "explain", "-s", "stores", "MY\\\\host").decode()
         self.assertRegex(text, r"(?s)^selected\nPath: +MY\\\\host\n.*Candidate 7 of 10.*expired")
-        for path in ("", "MY", "MY\\host", "MY\\\\", "\\\\x", "a\\b\\c\\d"):
+        self.store("LOCKED", {"nokey": certificate(key=RSA)})
+        found = explain("LOCKED\\\\host", expect=1)
+        self.assertTrue(found["code"] == 8771 and "no private key" in found["why"], found)
+        for path in ("MY\\\\host,", ", MY\\\\host", "MY\\\\host, ,x", "MY\\\\host,C:\\\\x", "", "MY", "MY\\host", "MY\\\\", "\\\\x", "a\\b\\c\\d"):
             self.refused(2, "STORE|empty|PATH", "store", "explain", "-s", "stores", path)
         self.refused(2, "--time-lag", "store", "explain", "-s", "stores", "--time-lag", "35791395", "MY\\\\host")
 

@@ -1,4 +1,6 @@
 # TLS on the command line, with clients and servers of others: tls_test.py PATH_OF_COMMAND [GROUP...]
+import fcntl
+import contextlib
 import json
 import os
 import re
@@ -28,6 +30,7 @@ class Server:
         case.addCleanup(self.stop)
         line = self.process.stdout.readline()
         assert line, self.process.stderr.read()
+        self.log = []
         self.port = int(json.loads(line)["listening"][0].rpartition(":")[2])
 
     def stop(self, number=signal.SIGINT):
@@ -40,14 +43,17 @@ class Server:
         return self.log
 
     def held(self):
-        """@return descriptors, threads and memory, after at most ten seconds without a connection"""
-        for _ in range(100):
-            if len(os.listdir(f"/proc/{self.process.pid}/task")) == 1:
+        """@return descriptors, threads and memory, after at most twenty seconds without a connection, none waiting"""
+        count = lambda what: len(os.listdir(f"/proc/{self.process.pid}/{what}"))
+        seen = []
+        for _ in range(200):
+            seen = seen[-2:] + [(count("fd"), count("task"))]
+            if seen == [(min(seen)[0], 1)] * 3:
                 break
             time.sleep(0.1)
         with open(f"/proc/{self.process.pid}/status") as file:
             memory = int(re.search(r"RssAnon:\s+(\d+)", file.read())[1])
-        return len(os.listdir(f"/proc/{self.process.pid}/fd")), len(os.listdir(f"/proc/{self.process.pid}/task")), memory
+        return *seen[-1], memory
 
 
 class TlsCase(StoreCase):
@@ -147,6 +153,44 @@ class Serving(TlsCase):
                 self.assertEqual((one["clientSubject"], one["clientVerdict"], one["outcome"]),
                                  ("CN = other", "rejected", "refused"))
 
+    def test_clients_that_are_refused(self):
+        self.put("short", openssl("genrsa", "1024"))
+        server, expected = self.files("--ca", "root"), []
+        for who, key, digest, error in (("weak", "short", "-sha256", 66), ("old", "key", "-sha1", 68), ("fine", "key", "-sha256", 0)):
+            openssl("req", "-new", "-key", key, "-subj", "/CN=" + who, "-out", "r")
+            openssl("x509", "-req", "-in", "r", "-CA", "root", "-CAkey", "key", digest, "-out", who, "-set_serial", "9")
+            context = ssl.create_default_context(cafile="root")
+            context.set_ciphers("ALL:@SECLEVEL=0"), context.load_cert_chain(who, key)
+            self.assertEqual(self.ask(server.port, context=context)[0].startswith("refused: "), error > 0, who)
+            for end in (struct.pack("ii", 0, 0), RESET):  # gone without a request
+                with socket.create_connection(("127.0.0.1", server.port)) as raw:
+                    tls = context.wrap_socket(raw, server_hostname="host.example")
+                    tls.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, end), tls.close()
+            expected += [("refused", error)] * 3 if error else [("answered", 0), ("broken off", 0), ("broken off", 0)]
+        server.held()  # so that the signal cuts none short
+        found = [(one["outcome"], int((re.findall(r"\(error (\d+)", one["reason"] or "") or "0")[0])) for one in server.stop()]
+        self.assertEqual(sorted(found), sorted(expected))
+        self.assertEqual({(one["reason"], one["code"]) for one in server.log if one["outcome"] == "broken off"},
+                         {("unexpected eof while reading", 13), ("Connection reset by peer", 13)})
+
+    def test_output_that_nobody_reads(self):
+        server = self.files()
+        fcntl.fcntl(server.process.stdout, fcntl.F_SETPIPE_SZ, 4096)
+        for _ in range(40):
+            self.ask(server.port)
+        idle = socket.create_connection(("127.0.0.1", server.port))
+        server.process.send_signal(signal.SIGTERM)
+        self.assertEqual(server.process.wait(4), 4)
+        self.assertIn(b"nobody reads", server.process.communicate()[1]), idle.close()
+
+    def test_quotes_around_what_clients_choose(self):
+        with subprocess.Popen([COMMAND, "tls", "serve", "-P", "0", "--host", "127.0.0.1", "-c", "host.example", "-k", "key"],
+                              stdout=subprocess.PIPE) as text:
+            self.context.check_hostname = False
+            self.ask(int(text.stdout.readline().rpartition(b":")[2]), name='x" answered\n\\')
+            text.terminate()
+            self.assertIn(b' serverName="x\\" answered\\n\\\\"\n', text.stdout.read())
+
     def test_what_people_do_wrong(self):
         openssl("rsa", "-aes128", "-passout", "pass:secret", "-in", "key", "-out", "locked")
         self.put("phrase", b"secret\n"), self.put("der", openssl("x509", "-in", "good", "-outform", "DER"))
@@ -155,6 +199,9 @@ class Serving(TlsCase):
         Server(self, "--cert", "good", "-k", "locked", "-p", "phrase").stop()
         busy = socket.create_server(("127.0.0.1", 0))
         store = "--store stores --cert MY\\\\"
+        self.put("stores/MY/locked.pem", self.get("other") + self.get("locked"))
+        self.put("stores/MY/short.pem", openssl("req", "-x509", "-newkey", "rsa:512", "-nodes", "-keyout", "tiny", "-subj", "/CN=tiny"))
+        self.put("stores/MY/short.key", self.get("tiny"))
         for expect, pattern, line in (
                 (6, "holds no private key", "--cert good"), (6, "give its pass phrase", "--cert good --key locked"),
                 (6, "does not open", "--cert good --key locked -p data"), (6, "not the key", "--cert good --key foreign"),
@@ -164,6 +211,8 @@ class Serving(TlsCase):
                 (3, "no certificate: no certificate|subject", store + "nobody"), (2, "leave them out", store + "host --key key"),
                 (2, "is a file", "--store stores --cert good"), (2, "STORE", "--store stores --cert a\\b"),
                 (2, "--ciphers", "--cert both --ciphers NONSENSE"), (2, "--ciphers", store + "host.example --ciphers AES128-SHA"),
+                (2, "element is empty", store + "host.example,"), (3, "encrypted", store + "other"), (6, "short key", store + "tiny"),
+                (4, "no suite of the list", f"--cert both --ciphers ECDHE-ECDSA-AES128-GCM-SHA256 --port {busy.getsockname()[1]}"),
                 (2, "--ca", "--cert both --crl crl"), (3, "", "--cert both --ca none"), (3, "", "--cert both --ca root --crl root"),
                 (2, "--port", "--cert both --port 70000"), (2, "--timeout", "--cert both --timeout 0"),
                 (4, "in use.*--port", f"--cert both --port {busy.getsockname()[1]}"),
@@ -209,7 +258,10 @@ class Abuse(TlsCase):
         after = server.held()
         self.assertEqual(after[:2], before[:2])
         self.assertLess(after[2], before[2] + 8192)
-        reasons = {one["reason"] for one in server.stop()}
+        log = server.stop()
+        self.assertEqual({one["code"] for one in log if one["outcome"] == "no handshake"}, {9120})
+        self.assertFalse([one for one in log if "Failed" in (one["reason"] or "")])
+        reasons = {one["reason"] for one in log}
         self.assertGreaterEqual(reasons, {"http request", "wrong version number", "unexpected eof while reading",
                                           "Connection reset by peer", None})
 
@@ -273,6 +325,7 @@ class Probing(TlsCase):
                 ("good", "--ca root --crl crl", "verified", 0), ("bad", "--ca root --crl crl", "revoked", 1),
                 ("bad", "--ca root --crl crl --crl-check off", "verified", 0), ("good", "--ca root -l empty", "stale", 9),
                 ("good", "--ca root -n elsewhere.example", "rejected", 1), ("other", "--ca root", "rejected", 1),
+                ("good", "--ca root --crl-check leaf", "cannot tell", 10), ("bad", "--ca root --crl-check chain", "cannot tell", 10),
                 ("good", "--ca root --crl crl --crl-check chain", "verified", 0)):
             line = [*(line.split()), *([] if "-n" in line else ["-n", "host.example"]), "127.0.0.1:" + ports[who]]
             found = self.json("tls", "connect", *line, expect=expect)
@@ -285,8 +338,51 @@ class Probing(TlsCase):
                 (2, "HOST:PORT", "::1:443"), (2, "HOST:PORT", "host"), (2, "port", "host:"), (2, "port", "host:0"),
                 (2, "HOST:PORT", ":443"), (2, "--ca", "host:1", "--crl", "crl"), (2, "--timeout", "-T", "0", "host:1"),
                 (3, "refused", f"127.0.0.1:{gone}"), (3, "no.such.invalid", "no.such.invalid:1"),
-                (3, "timed out", "-T", "1", f"[::1]:{mute.getsockname()[1]}"), (3, "", "--ca", "none", "host:1")):
+                (3, "timed out", "-T", "1", f"[::1]:{mute.getsockname()[1]}"), (3, "none: ", "--ca", "none", f"127.0.0.1:{gone}"),
+                (2, "--crl-check.*--ca", "--crl-check", "off", "host:1"), (2, "255", "-n", "a" * 256, "host:1"),
+                (2, "name of a host", "-n", "a\x1b[31m", "host:1"), (2, "name of a host", "-n", ".example", "host:1"),
+                (2, "name of a host", "-n", "b", "a\x7f:1")):
             self.refused(expect, pattern, "tls", "connect", *line)
+        for line, name in (("127.1:", None), ("127.0.0.1: -n host.example.", "host.example"), ("127.0.0.1: -n 127.1", None)):
+            found = self.json("tls", "connect", "--ca", "root", *line.replace(":", ":" + ports["good"]).split())
+            self.assertEqual((found["verdict"], found["serverName"], found["hostMatches"]), ("verified", name, True))
+
+    def test_authorities_for_other_purposes(self):
+        self.put("mail.cnf", self.get("ca.cnf") + b"extendedKeyUsage=emailProtection\n")
+        for name, issuer, extensions in (("mail", "root", "mail.cnf"), ("under", "mail", "leaf.cnf")):
+            openssl("req", "-new", "-key", "key", "-subj", "/CN=" + name, "-out", "r")
+            openssl("x509", "-req", "-in", "r", "-CA", issuer, "-CAkey", "key", "-days", "9", "-out", name,
+                    "-set_serial", "9", "-extfile", extensions)
+        port = self.foreign("-cert", "under", "-cert_chain", "mail", "-www")
+        found = self.json("tls", "connect", "--ca", "root", "127.0.0.1:" + port, expect=1)
+        judged = subprocess.run(["openssl", "verify", "-CAfile", "root", "-untrusted", "mail", "-purpose", "sslserver",
+                                 "under"], capture_output=True).stderr.decode()
+        self.assertIn(f"error {found['errorNumber']} at {found['errorDepth']} depth lookup: {found['errorText']}", judged)
+        self.put("both", self.get("under") + self.get("mail"))
+        self.context.load_cert_chain("both", "key")
+        self.assertRegex(self.ask(self.files("--ca", "root").port)[0], "^refused: .*error 26")
+
+    def test_what_is_not_known(self):
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain("host.example", "key"), setattr(context, "maximum_version", ssl.TLSVersion.TLSv1_2)
+        for served, others, count in ((1, None, 0), (4, False, 0), (6, False, 2)):  # then it only hangs up
+            listener = socket.create_server(("127.0.0.1", 0))
+
+            def serve():
+                for number in range(9):
+                    with listener.accept()[0] as raw, contextlib.suppress(OSError):  # what it refuses
+                        number < served and context.wrap_socket(raw, server_side=True).close()
+
+            threading.Thread(target=serve, daemon=True).start()
+            found = self.json("tls", "connect", f"127.0.0.1:{listener.getsockname()[1]}")
+            self.assertEqual(found["versions"], {"TLSv1": others, "TLSv1.1": others, "TLSv1.2": True, "TLSv1.3": others})
+            self.assertEqual((len(found["ciphers"]), found["serverOrder"], found["resumption"]), (count, None, None))
+            self.assertIn("incomplete: ", "".join(found["problems"]))
+        for asking, version in (("-verify", "-tls1_2"), ("-Verify", "-tls1_3")):
+            port = self.foreign("-cert", "host.example", asking, "1", version, "-verify_return_error")
+            self.assertTrue(self.json("tls", "connect", "localhost:" + port)["asksForCertificate"])
+        port = self.foreign("-cert", "host.example", "-Verify", "1", "-tls1_2")
+        self.refused(3, "certificate of the client", "tls", "connect", "localhost:" + port)
 
 
 if __name__ == "__main__":
