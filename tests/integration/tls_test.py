@@ -24,9 +24,13 @@ RESET = struct.pack("ii", 1, 0)
 class Server:
     """A server of the command, or of openssl, that is ended with the test."""
 
-    def __init__(self, case, *arguments, limits=None):
+    def __init__(self, case, *arguments, limits=lambda: None):
+        def begin():
+            signal.signal(signal.SIGINT, signal.SIG_DFL)  # a shell's background jobs ignore it
+            limits()
+
         self.process = subprocess.Popen([COMMAND, "tls", "serve", "--port", "0", "--json", *arguments],
-                                        stdout=subprocess.PIPE, stderr=subprocess.PIPE, preexec_fn=limits)
+                                        stdout=subprocess.PIPE, stderr=subprocess.PIPE, preexec_fn=begin)
         case.addCleanup(self.stop)
         line = self.process.stdout.readline()
         assert line, self.process.stderr.read()
@@ -269,7 +273,7 @@ class Abuse(TlsCase):
         soft, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
         resource.setrlimit(resource.RLIMIT_NOFILE, (min(hard, 2048), hard))
         few = lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (100, 100))  # fewer than there are threads
-        for limits in (None, few):
+        for limits in (lambda: None, few):
             server = Server(self, "--cert", "host.example", "-k", "key", "-T", "1", limits=limits)
             before = server.held()
             idle = [socket.create_connection(("127.0.0.1", server.port)) for _ in range(500)]
