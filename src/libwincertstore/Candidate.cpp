@@ -1,6 +1,5 @@
 #include "libwincertstore/Candidate.h"
 
-#include <cstdio>
 #include <utility>
 
 #include "libwincertstore/NameMatch.h"
@@ -147,10 +146,8 @@ int eachCandidate(const _win_cert_store_path& path, const std::function<void(Can
     const std::shared_ptr<CertStorePlatform> platform = certStorePlatform();
     const OpenStore store(*platform, path.store_name, false);
     if (store.error() != 0) {
-        char number[16];
-        std::snprintf(number, sizeof number, "%x", store.error());
-        logFailureOf(selectionTag,
-                     {"CertOpenStore failed to open store: ", path.store_name, ". Windows Error: 0x", number});
+        logFailureOf(selectionTag, {"CertOpenStore failed to open store: ", path.store_name, ". Windows Error: 0x",
+                                    store.errorDigits()});
         return codeStoreNotOpened;
     }
     traceOf(selectionTag, {"CertOpenStore successfully opened the store ", path.store_name});

@@ -1,7 +1,5 @@
 // Finding a certificate by its fingerprint.
 
-#include <cstdio>
-
 #include "cmncrypto/CertificateSelector.h"
 #include "cmncrypto/WinCertStoreHelper.h"
 #include "libwincertstore/FingerprintText.h"
@@ -48,9 +46,8 @@ int findInStores(const std::string& names, const std::string& fingerprint, WinCe
     for (const std::string& name : stores) {
         const OpenStore store(*platform, name, true);
         if (store.error() != 0) {
-            char number[16];
-            std::snprintf(number, sizeof number, "%x", store.error());
-            logFailureOf(lookupTag, {"CertOpenStore failed to open store ", name, ". Windows Error: 0x", number});
+            logFailureOf(lookupTag,
+                         {"CertOpenStore failed to open store ", name, ". Windows Error: 0x", store.errorDigits()});
             result = codeStoreNotOpened;
             continue;
         }

@@ -9,11 +9,6 @@ namespace CmnCrypto::WinCertStore {
 
 namespace {
 
-std::string upperCased(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), upperCase);
-    return text;
-}
-
 bool occurs(const std::string& name, const std::string& pattern) {
     const std::string trimmed = withoutOuterBlanks(pattern);
     if (trimmed.empty()) {

@@ -1,6 +1,7 @@
 #ifndef CMNCRYPTO_LIBWINCERTSTORE_OPENSTORE_H
 #define CMNCRYPTO_LIBWINCERTSTORE_OPENSTORE_H
 
+#include <cstdio>
 #include <string>
 
 #include "cmncrypto/CertStorePlatform.h"
@@ -21,6 +22,12 @@ public:
     OpenStore& operator=(const OpenStore&) = delete;
 
     uint32_t error() const noexcept { return m_error; } ///< 0 when it is open
+    /** @return error() in hexadecimal */
+    std::string errorDigits() const {
+        char digits[16];
+        std::snprintf(digits, sizeof digits, "%x", m_error);
+        return digits;
+    }
     CertStoreHandle get() const noexcept { return m_handle; }
 
 private:

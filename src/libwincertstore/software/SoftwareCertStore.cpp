@@ -32,11 +32,6 @@ OpenFolder& openFolder(CertStoreHandle store) {
     return *static_cast<OpenFolder*>(store);
 }
 
-std::string upperCased(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), upperCase);
-    return text;
-}
-
 std::vector<std::string> certificateFilesOf(const std::string& folder) {
     std::vector<std::string> names = namesIn(folder);
     names.erase(std::remove_if(names.begin(), names.end(), [](const auto& name) { return !isCertificateFile(name); }),
