@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "cmncrypto/KeySecurity.h"
 #include "cmncrypto/SigningBackEnd.h"
 #include "cmncrypto/export.h"
 
@@ -51,6 +52,13 @@ struct EnhancedKeyUsage {
 struct EncodedCertificate {
     const unsigned char* data = nullptr; ///< the bytes, null for none
     size_t length = 0;                   ///< their number
+};
+
+/** What the chain of a certificate is to be good for. */
+struct CertChainPolicy {
+    bool server = true;           ///< the certificate identifies a server; false: a client
+    std::string hostName = {};    ///< what it must be issued for; empty for no matter
+    bool checkRevocation = false; ///< whether the lists that the platform finds are asked
 };
 
 /** A handle that signs, never the key itself. */
@@ -122,6 +130,29 @@ public:
     virtual uint32_t hexToBinary(const std::string& digits, std::vector<unsigned char>& bytes) = 0;
     /** @return what the platform says about an error number @throws std::bad_alloc */
     virtual std::string errorText(uint32_t error) = 0;
+
+    /** @name Beyond selection
+     * What a platform need not be able to do: here each answers ERROR_NOT_SUPPORTED (50).
+     * @{ */
+    /** Makes a context of an encoded certificate, in no store. @param context to be released */
+    virtual uint32_t createContext(const unsigned char* der, size_t length, CertContext& context);
+    /** Removes a certificate from the store that it was found in. @param context is released in any case */
+    virtual uint32_t removeFromStore(CertContext context);
+    /**
+     * Adds the certificate of a PKCS#12 bundle that has a key, with its key, and the bundle's other certificates.
+     * @param password in UTF-8 @param exportable whether the key may ever leave the store again
+     * @param context receives the certificate in the store, to be released
+     */
+    virtual uint32_t importBundle(CertStoreHandle store, const unsigned char* der, size_t length,
+                                  const std::string& password, bool exportable, CertContext& context);
+    /** Packs a certificate, its issuers and its key. @param der the bundle, to be wiped @throws std::bad_alloc */
+    virtual uint32_t exportBundle(CertContext context, const std::string& password, std::vector<unsigned char>& der);
+    /** Verifies a certificate up to a root that the machine trusts. @return 0 or why it is not valid, as a CERT_E_,
+     *          TRUST_E_ or CRYPT_E_ number @throws std::bad_alloc */
+    virtual uint32_t verifyChain(CertContext context, const CertChainPolicy& policy);
+    /** @return who may use keys, living as long as the platform; null where that is no matter of the store */
+    virtual KeySecurity* keySecurity();
+    /** @} */
 };
 
 /**

@@ -19,6 +19,7 @@
 #include "cmncrypto/GCMCrypter.h"
 #include "cmncrypto/HashGenerator.h"
 #include "cmncrypto/KSCrypt.h"
+#include "cmncrypto/KeySecurity.h"
 #include "cmncrypto/LibraryObject.h"
 #include "cmncrypto/MangleCrypter.h"
 #include "cmncrypto/NullCrypter.h"

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "frame/Failure.h"
+#include "frame/FileSystem.h"
 #include "frame/FipsMode.h"
 #include "frame/HashAlgorithmTable.h"
 #include "frame/Logging.h"
@@ -85,7 +86,7 @@ std::vector<_HASH_ALGO_MAP_STRUCT> CmnApi::getValidHashAlgoList() {
 
 int CmnApi::readStringFromFile(const char* path, char* out, size_t outSize) {
     constexpr const char* function = "CmnApi::readStringFromFile";
-    std::FILE* file = path == nullptr ? nullptr : std::fopen(path, "r");
+    std::FILE* file = path == nullptr ? nullptr : openFile(path, "r");
     if (file == nullptr) {
         clogmsg(logFailure, function, "Failed to open PassPhrase file :[%s]", path == nullptr ? "" : path);
         return codeOpenFailed;

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "libwincertstore/SystemCertStore.h"
+#include "libwincertstore/WindowsErrors.h"
 
 namespace CmnCrypto::WinCertStore {
 
@@ -16,8 +17,37 @@ std::shared_ptr<CertStorePlatform>& current() {
 
 } // namespace
 
+KeySecurity::~KeySecurity() = default;
 SigningBackEnd::~SigningBackEnd() = default;
 CertStorePlatform::~CertStorePlatform() = default;
+
+uint32_t CertStorePlatform::createContext(const unsigned char* /*der*/, size_t /*length*/, CertContext& /*context*/) {
+    return windowsNotSupported;
+}
+
+uint32_t CertStorePlatform::removeFromStore(CertContext context) {
+    release(context);
+    return windowsNotSupported;
+}
+
+uint32_t CertStorePlatform::importBundle(CertStoreHandle /*store*/, const unsigned char* /*der*/, size_t /*length*/,
+                                         const std::string& /*password*/, bool /*exportable*/,
+                                         CertContext& /*context*/) {
+    return windowsNotSupported;
+}
+
+uint32_t CertStorePlatform::exportBundle(CertContext /*context*/, const std::string& /*password*/,
+                                         std::vector<unsigned char>& /*der*/) {
+    return windowsNotSupported;
+}
+
+uint32_t CertStorePlatform::verifyChain(CertContext /*context*/, const CertChainPolicy& /*policy*/) {
+    return windowsNotSupported;
+}
+
+KeySecurity* CertStorePlatform::keySecurity() {
+    return nullptr;
+}
 
 void setCertStorePlatform(std::shared_ptr<CertStorePlatform> platform) {
     current() = platform ? std::move(platform) : systemCertStore();

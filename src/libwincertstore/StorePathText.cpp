@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "frame/FileSystem.h"
 #include "frame/Logging.h"
-#include "x509/PathExists.h"
 
 namespace CmnCrypto::WinCertStore {
 

@@ -10,6 +10,7 @@ constexpr uint32_t windowsFileNotFound = 2;               ///< ERROR_FILE_NOT_FO
 constexpr uint32_t windowsAccessDenied = 5;               ///< ERROR_ACCESS_DENIED
 constexpr uint32_t windowsNotEnoughMemory = 8;            ///< ERROR_NOT_ENOUGH_MEMORY
 constexpr uint32_t windowsInvalidData = 13;               ///< ERROR_INVALID_DATA
+constexpr uint32_t windowsNotSupported = 50;              ///< ERROR_NOT_SUPPORTED
 constexpr uint32_t windowsInvalidParameter = 87;          ///< ERROR_INVALID_PARAMETER
 constexpr uint32_t windowsBufferOverflow = 111;           ///< ERROR_BUFFER_OVERFLOW
 constexpr uint32_t windowsMoreData = 234;                 ///< ERROR_MORE_DATA

@@ -11,7 +11,7 @@ bool take(const unsigned char*& at, const unsigned char* end, int tag, bool over
     long size = 0;
     int found = 0;
     int kind = 0;
-    const bool malformed = (ASN1_get_object(&at, &size, &found, &kind, end - at) & 0x80) != 0;
+    const bool malformed = (ASN1_get_object(&at, &size, &found, &kind, static_cast<long>(end - at)) & 0x80) != 0;
     if (malformed || found != tag) {
         return false;
     }

@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <climits>
-#include <filesystem>
 #include <memory>
-#include <system_error>
 
 #include "frame/Failure.h"
+#include "frame/FileSystem.h"
 #include "x509/PassPhrase.h"
 
 namespace CmnCrypto {
@@ -14,16 +13,6 @@ namespace CmnCrypto {
 namespace {
 
 constexpr long largestCollected = 256L * 1024 * 1024;
-
-/** @return the size of a regular file, 0 for anything else */
-uintmax_t regularSize(const std::string& path) {
-    std::error_code failure;
-    if (!std::filesystem::is_regular_file(path, failure)) {
-        return 0;
-    }
-    const uintmax_t size = std::filesystem::file_size(path, failure);
-    return failure ? 0 : size;
-}
 
 /** Reads until @p size bytes have come or the BIO has ended. @return how many have come */
 long readFully(BIO* bio, unsigned char* out, long size) {
@@ -56,7 +45,7 @@ int CrlFile::open(const std::string& path) {
     if (BIO_read_filename(m_file.get(), path.c_str()) <= 0) {
         return codeReadFailed;
     }
-    m_size = regularSize(path);
+    m_size = regularFileSize(path);
     return m_size > 0 ? 0 : collect();
 }
 

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "frame/Failure.h"
+#include "frame/FileSystem.h"
 
 namespace CmnCrypto {
 
@@ -39,7 +40,7 @@ int FileContents::read(const std::string& path) {
     if (!m_bytes) {
         return codeNoMemory;
     }
-    const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rb"));
+    const std::unique_ptr<std::FILE, CloseFile> file(openFile(path, "rb"));
     if (!file) {
         return codeOpenFailed;
     }

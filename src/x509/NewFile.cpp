@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "x509/PathExists.h"
+#include "frame/FileSystem.h"
 
 namespace CmnCrypto {
 
@@ -16,7 +16,7 @@ NewFile::NewFile(const char* function, const std::string& path, int32_t existsCo
     if (!m_bio) {
         fail(function, "Failed to allocate BIO", codeAllocationFailed);
     }
-    m_file = std::fopen(path.c_str(), "wbx"); // x: not a file that has appeared meanwhile
+    m_file = createFile(path);
     if (m_file == nullptr) {
         if (errno == EEXIST) {
             failExisting(existsCode);
@@ -29,8 +29,8 @@ NewFile::NewFile(const char* function, const std::string& path, int32_t existsCo
 
 NewFile::~NewFile() {
     if (m_file != nullptr) {
-        std::fclose(m_file);         // NOLINT(cert-err33-c): the file goes anyway
-        std::remove(m_path.c_str()); // NOLINT(cert-err33-c): nothing more can be done
+        std::fclose(m_file); // NOLINT(cert-err33-c): the file goes anyway
+        removeFile(m_path);
     }
 }
 
@@ -45,7 +45,7 @@ void NewFile::finish() {
         failWriting();
     }
     if (std::fclose(std::exchange(m_file, nullptr)) != 0) {
-        std::remove(m_path.c_str()); // NOLINT(cert-err33-c): nothing more can be done
+        removeFile(m_path);
         failWriting();
     }
 }

@@ -11,6 +11,7 @@
 
 #include "cmncrypto/CmnApi.h"
 #include "frame/Failure.h"
+#include "frame/FileSystem.h"
 #include "frame/HashAlgorithmTable.h"
 #include "ossl/ErrorQueue.h"
 #include "x509/CertificateHeld.h"
@@ -130,7 +131,7 @@ void X509Certificate::releaseCertificate(X509** certificate) {
 
 void X509Certificate::readCertFromFile(const std::string& path) {
     constexpr const char* function = "X509Certificate::readCertFromFile";
-    std::FILE* const file = std::fopen(path.c_str(), "r");
+    std::FILE* const file = openFile(path, "r");
     if (file == nullptr) {
         clogmsg(logFailure, function, "Failed to open certificate file [%s] for validation.", path.c_str());
         throw CmnException("Failed to open certificate file", codeOpenFailed);

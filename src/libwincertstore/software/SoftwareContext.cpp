@@ -5,11 +5,11 @@
 
 #include "cmncrypto/X509Certificate.h"
 #include "frame/Failure.h"
+#include "frame/FileSystem.h"
 #include "libwincertstore/WindowsErrors.h"
 #include "libwincertstore/software/Folder.h"
 #include "ossl/ErrorQueue.h"
 #include "x509/FileContents.h"
-#include "x509/PathExists.h"
 #include "x509/PrivateKeyPem.h"
 
 namespace CmnCrypto::WinCertStore {

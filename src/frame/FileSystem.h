@@ -1,0 +1,29 @@
+#ifndef CMNCRYPTO_FRAME_FILESYSTEM_H
+#define CMNCRYPTO_FRAME_FILESYSTEM_H
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+namespace CmnCrypto {
+
+// Paths are in UTF-8 where the system does not take any bytes.
+
+/** As std::fopen(). */
+std::FILE* openFile(const std::string& path, const char* mode) noexcept;
+
+/** Creates a file to write binary data to. @return null, with errno EEXIST where there is something under @p path */
+std::FILE* createFile(const std::string& path) noexcept;
+
+/** As std::remove(), of a file. */
+int removeFile(const std::string& path) noexcept;
+
+/** @return whether there is a file, a folder or anything else under @p path */
+bool pathExists(const std::string& path) noexcept;
+
+/** @return the size of a regular file, 0 for anything else */
+uintmax_t regularFileSize(const std::string& path) noexcept;
+
+} // namespace CmnCrypto
+
+#endif
