@@ -11,7 +11,7 @@ namespace CmnCrypto::Encryption {
 
 namespace {
 
-constexpr const char* constructorTag = "GCMCrypter::GCMCrypter";
+constexpr const char* gcmConstructorTag = "GCMCrypter::GCMCrypter";
 
 } // namespace
 
@@ -30,13 +30,13 @@ GCMCrypter::GCMCrypter(const std::string& key) {
     const EVP_CIPHER* cipher = ossl::cipher(ossl::Cipher::aes256Gcm);
     if (cipher == nullptr) {
         ossl::clearErrors();
-        clogmsg(logFailure, constructorTag, "Failed to obtain cipher function EVP_aes_256_gcm");
-        throwStatus(constructorTag, statusFailed);
+        clogmsg(logFailure, gcmConstructorTag, "Failed to obtain cipher function EVP_aes_256_gcm");
+        throwStatus(gcmConstructorTag, statusFailed);
     }
     const auto keyLength = static_cast<size_t>(EVP_CIPHER_get_key_length(cipher));
     if (key.size() != keyLength) {
-        clogmsg(logFailure, constructorTag, "Key len: expected %zu, got %zu.(%d)", keyLength, key.size(), __LINE__);
-        throwStatus(constructorTag, statusFailed);
+        clogmsg(logFailure, gcmConstructorTag, "Key len: expected %zu, got %zu.(%d)", keyLength, key.size(), __LINE__);
+        throwStatus(gcmConstructorTag, statusFailed);
     }
     m_impl = std::make_unique<Impl>(key);
     GCMCrypter::encryptReset(); // a side whose reset fails refuses its data until another reset

@@ -13,8 +13,8 @@ namespace CmnCrypto::Encryption {
 
 namespace {
 
-constexpr const char* resetTag = "GCMCrypter::decryptReset";
-constexpr const char* aadTag = "GCMCrypter::add_authenticated_data_decrypt";
+constexpr const char* decryptionResetTag = "GCMCrypter::decryptReset";
+constexpr const char* decryptionAadTag = "GCMCrypter::add_authenticated_data_decrypt";
 constexpr const char* decryptTag = "GCMCrypter::decrypt";
 
 // What the final call decrypts at a time: small enough for a processor's cache, large enough to cost nothing.
@@ -60,8 +60,8 @@ int GcmDecryption::reset() {
     m_output.reset();
     if (!prepareContext()) {
         close(statusFailed);
-        clogmsg(logFailure, resetTag, "EVP_DecryptInit_ex returned FAILURE");
-        logSslError(resetTag);
+        clogmsg(logFailure, decryptionResetTag, "EVP_DecryptInit_ex returned FAILURE");
+        logSslError(decryptionResetTag);
     }
     return m_error;
 }
@@ -72,7 +72,7 @@ int GcmDecryption::addAuthenticatedData(const unsigned char* data, size_t length
     }
     if (m_phase != Phase::reset) {
         m_error = statusRefused;
-        clogmsg(logFailure, aadTag, "Attempted to add AAD when it is not allowed");
+        clogmsg(logFailure, decryptionAadTag, "Attempted to add AAD when it is not allowed");
         return m_error;
     }
     if (data == nullptr && length != 0) {
@@ -80,7 +80,7 @@ int GcmDecryption::addAuthenticatedData(const unsigned char* data, size_t length
     }
     if (!m_aad.append(data, length)) {
         close(statusRefused);
-        clogmsg(logFailure, aadTag, "Failed to allocate memory for the AAD");
+        clogmsg(logFailure, decryptionAadTag, "Failed to allocate memory for the AAD");
     }
     return m_error;
 }

@@ -12,8 +12,8 @@ namespace CmnCrypto::Encryption {
 
 namespace {
 
-constexpr const char* resetTag = "GCMCrypter::encryptReset";
-constexpr const char* aadTag = "GCMCrypter::add_authenticated_data_encrypt";
+constexpr const char* encryptionResetTag = "GCMCrypter::encryptReset";
+constexpr const char* encryptionAadTag = "GCMCrypter::add_authenticated_data_encrypt";
 constexpr const char* encryptTag = "GCMCrypter::encrypt";
 
 } // namespace
@@ -63,8 +63,8 @@ int GcmEncryption::reset() {
     const char* failed = start(iv, line);
     if (failed != nullptr) {
         close(statusFailed);
-        logWithLine(resetTag, failed, line);
-        logSslError(resetTag);
+        logWithLine(encryptionResetTag, failed, line);
+        logSslError(encryptionResetTag);
         return m_error;
     }
     m_phase = Phase::aadAllowed;
@@ -77,7 +77,7 @@ int GcmEncryption::addAuthenticatedData(const unsigned char* data, size_t length
     }
     if (m_phase != Phase::aadAllowed) {
         m_error = statusRefused;
-        clogmsg(logFailure, aadTag, "Attempted to add AAD when it is not allowed");
+        clogmsg(logFailure, encryptionAadTag, "Attempted to add AAD when it is not allowed");
         return m_error;
     }
     if (data == nullptr && length != 0) {
@@ -86,7 +86,7 @@ int GcmEncryption::addAuthenticatedData(const unsigned char* data, size_t length
     ossl::clearErrors();
     return feedAuthenticatedData(EVP_EncryptUpdate, m_context.get(), data, length)
                ? statusDone
-               : fail(aadTag, "EVP_EncryptUpdate returned FAILURE");
+               : fail(encryptionAadTag, "EVP_EncryptUpdate returned FAILURE");
 }
 
 int GcmEncryption::encrypt(const unsigned char* data, size_t length, bool final) {

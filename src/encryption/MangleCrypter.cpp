@@ -12,16 +12,16 @@ namespace CmnCrypto::Encryption {
 
 namespace {
 
-constexpr const char* constructorTag = "MangleCrypter::MangleCrypter";
+constexpr const char* mangleConstructorTag = "MangleCrypter::MangleCrypter";
 constexpr const char* encryptResetTag = "MangleCrypter::encryptReset";
 
-struct TypeRow {
+struct MangleRow {
     int type;
     ossl::Cipher cipher;
     size_t keyLength;
 };
 
-constexpr TypeRow types[] = {
+constexpr MangleRow mangleTypes[] = {
     {1, ossl::Cipher::aes128Cbc, 16},
     {2, ossl::Cipher::aes192Cbc, 24},
     {3, ossl::Cipher::aes256Cbc, 32},
@@ -29,15 +29,16 @@ constexpr TypeRow types[] = {
 
 /** The cipher of a type, refusing unknown types and keys of another length. */
 ossl::Cipher chooseCipher(int type, size_t keyLength) {
-    const auto* row =
-        std::find_if(std::begin(types), std::end(types), [=](const TypeRow& r) { return r.type == type; });
-    if (row == std::end(types)) {
-        clogmsg(logFailure, constructorTag, "Cipher type specified was incorrect %d(%d)", type, __LINE__);
-        throwStatus(constructorTag, statusFailed);
+    const auto* row = std::find_if(std::begin(mangleTypes), std::end(mangleTypes),
+                                   [=](const MangleRow& r) { return r.type == type; });
+    if (row == std::end(mangleTypes)) {
+        clogmsg(logFailure, mangleConstructorTag, "Cipher type specified was incorrect %d(%d)", type, __LINE__);
+        throwStatus(mangleConstructorTag, statusFailed);
     }
     if (keyLength != row->keyLength) {
-        clogmsg(logFailure, constructorTag, "Key len: expected %zu, got %zu.(%d)", row->keyLength, keyLength, __LINE__);
-        throwStatus(constructorTag, statusFailed);
+        clogmsg(logFailure, mangleConstructorTag, "Key len: expected %zu, got %zu.(%d)", row->keyLength, keyLength,
+                __LINE__);
+        throwStatus(mangleConstructorTag, statusFailed);
     }
     return row->cipher;
 }
@@ -62,7 +63,7 @@ public:
 MangleCrypter::MangleCrypter(int cipherType, const std::string& key)
     : m_impl(std::make_unique<Impl>(chooseCipher(cipherType, key.size()), key)) {
     if (MangleCrypter::reset() != statusDone) {
-        throwStatus(constructorTag, statusFailed);
+        throwStatus(mangleConstructorTag, statusFailed);
     }
 }
 

@@ -7,12 +7,12 @@ namespace CmnCrypto {
 
 namespace {
 
-constexpr const char* function = "X509Name::getNameDN";
+constexpr const char* nameTag = "X509Name::getNameDN";
 
 std::string oneLine(const X509_NAME* name) {
     char buffer[1024] = {};
     if (X509_NAME_oneline(name, buffer, sizeof buffer) == nullptr) {
-        failWithSslErrors(function, "X509_NAME_oneline() failed to get cert issuer name. with error %s",
+        failWithSslErrors(nameTag, "X509_NAME_oneline() failed to get cert issuer name. with error %s",
                           "X509_NAME_oneline() failed to get cert issuer name.", CmnException::noCode);
     }
     return buffer; // OpenSSL has cut a longer name to the buffer
@@ -21,17 +21,17 @@ std::string oneLine(const X509_NAME* name) {
 std::string printed(const X509_NAME* name, unsigned long flags) {
     const OpenSslPtr<BIO> bio(BIO_new(BIO_s_mem()));
     if (!bio) {
-        fail(function, "Failed to allocate BIO.", codeNoMemory);
+        fail(nameTag, "Failed to allocate BIO.", codeNoMemory);
     }
     const int result = X509_NAME_print_ex(bio.get(), name, 0, flags);
     if (result == 0) {
-        clogmsg(logFailure, function, "Unable to print name to BIO. Returning empty name");
+        clogmsg(logFailure, nameTag, "Unable to print name to BIO. Returning empty name");
         return {};
     }
     const char* text = nullptr;
     const long length = BIO_get_mem_data(bio.get(), &text);
     if (result < 0 || length < 1) {
-        failWithSslErrors(function, "Failed to read name from BIO. with error %s", "Failed to read name from BIO.",
+        failWithSslErrors(nameTag, "Failed to read name from BIO. with error %s", "Failed to read name from BIO.",
                           CmnException::noCode);
     }
     return {text, static_cast<size_t>(length)};

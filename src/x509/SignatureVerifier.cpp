@@ -12,7 +12,7 @@ namespace CmnCrypto {
 
 namespace {
 
-constexpr const char* function = "X509PublicKey::verifySign";
+constexpr const char* verifierTag = "X509PublicKey::verifySign";
 
 /** The digests that may have made a signature. */
 std::vector<_HASH_ALGO> candidates(_HASH_ALGO algorithm) {
@@ -28,7 +28,7 @@ std::vector<_HASH_ALGO> candidates(_HASH_ALGO algorithm) {
 
 /** Logs @p logText, which ends where OpenSSL's error code follows, and throws @p text. */
 [[noreturn]] void failSetUp(const char* logText, const char* text) {
-    clogmsg(logFailure, function, "%s%lu", logText, ERR_get_error());
+    clogmsg(logFailure, verifierTag, "%s%lu", logText, ERR_get_error());
     throw CmnException(text);
 }
 
@@ -51,7 +51,7 @@ bool SignatureVerifier::verify(const std::string& data, const unsigned char* sig
 bool SignatureVerifier::isSignedWith(_HASH_ALGO algorithm, const std::string& data, const unsigned char* signature,
                                      size_t length) {
     const _HASH_ALGO_MAP_STRUCT* const row = hashAlgorithmRow(algorithm);
-    clogmsg(logTrace, function, "Checking for Hash [%s]", row == nullptr ? "" : row->name);
+    clogmsg(logTrace, verifierTag, "Checking for Hash [%s]", row == nullptr ? "" : row->name);
     const OpenSslPtr<EVP_MD_CTX> context(EVP_MD_CTX_create());
     if (!context) {
         failSetUp("Failed to create context for verification of signature. SSL code = ",
@@ -66,7 +66,7 @@ bool SignatureVerifier::isSignedWith(_HASH_ALGO algorithm, const std::string& da
     }
     const bool genuine = finish(context.get(), algorithm, signature, length);
     if (genuine) {
-        clogmsg(logInfo, function, "Verified the Hash");
+        clogmsg(logInfo, verifierTag, "Verified the Hash");
     }
     return genuine;
 }

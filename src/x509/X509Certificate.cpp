@@ -23,20 +23,20 @@ namespace CmnCrypto {
 
 namespace {
 
-constexpr const char* constructorTag = "X509Certificate::X509Certificate";
+constexpr const char* certificateConstructorTag = "X509Certificate::X509Certificate";
 constexpr const char* generateHashTag = "X509Certificate::generateHash";
 
 OpenSslPtr<X509> readPemText(const std::string& text) {
     const OpenSslPtr<BIO> bio(BIO_new(BIO_s_mem()));
     if (!bio) {
-        fail(constructorTag, "Failed to allocate BIO", codeNoMemory);
+        fail(certificateConstructorTag, "Failed to allocate BIO", codeNoMemory);
     }
     // A text that does not fit is one without a certificate.
     OpenSslPtr<X509> certificate(text.size() <= INT_MAX && BIO_puts(bio.get(), text.c_str()) >= 0
                                      ? PEM_read_bio_X509(bio.get(), nullptr, refusePassPhrase, nullptr)
                                      : nullptr);
     if (!certificate) {
-        fail(constructorTag, "Certificate does not comply to X509 standard", codeNotX509);
+        fail(certificateConstructorTag, "Certificate does not comply to X509 standard", codeNotX509);
     }
     return certificate;
 }
@@ -89,7 +89,7 @@ X509Certificate::X509Certificate(const X509* certificate) : m_owns(true) {
     const ossl::ErrorScope errors;
     m_certificate = certificate == nullptr ? nullptr : X509_dup(certificate);
     if (m_certificate == nullptr) {
-        fail(constructorTag, "Failed to allocate certificate object.", codeNoMemory);
+        fail(certificateConstructorTag, "Failed to allocate certificate object.", codeNoMemory);
     }
 }
 

@@ -9,15 +9,15 @@ namespace CmnCrypto {
 
 namespace {
 
-constexpr const char* function = "X509PrivateKey::getCSR";
+constexpr const char* csrTag = "X509PrivateKey::getCSR";
 
 [[noreturn]] void failRequest(const char* text) {
-    fail(function, text, CmnException::noCode);
+    fail(csrTag, text, CmnException::noCode);
 }
 
 /** Callers catch these three as plain strings, apart from all other failures. */
 [[noreturn]] void failAsString(const char* text) {
-    clogmsg(logFailure, function, "%s", text);
+    clogmsg(logFailure, csrTag, "%s", text);
     throw std::string(text);
 }
 
@@ -75,9 +75,9 @@ std::string pemOf(X509_REQ* request) {
 
 std::string X509PrivateKey::getCSR(const std::string& commonName, const std::string& subjectAltNames) const {
     const ossl::ErrorScope errors;
-    clogmsg(logTrace, function, "Generating CSR for the commonName %s", commonName.c_str());
+    clogmsg(logTrace, csrTag, "Generating CSR for the commonName %s", commonName.c_str());
     if (!subjectAltNames.empty()) {
-        clogmsg(logTrace, function, "Generating CSR for the SubjectAlternativeNames %s", subjectAltNames.c_str());
+        clogmsg(logTrace, csrTag, "Generating CSR for the SubjectAlternativeNames %s", subjectAltNames.c_str());
     }
     const OpenSslPtr<X509_REQ> request(X509_REQ_new());
     if (!request) {
@@ -89,14 +89,14 @@ std::string X509PrivateKey::getCSR(const std::string& commonName, const std::str
         addAlternativeNames(request.get(), subjectAltNames);
     }
     constexpr const char* algorithm = "SHA512"; // whatever other settings say
-    clogmsg(logTrace, function, "Generating CSR with hash algo [%s]", algorithm);
+    clogmsg(logTrace, csrTag, "Generating CSR with hash algo [%s]", algorithm);
     const EVP_MD* const digest = ossl::digest(ossl::Digest::sha512);
     // Without a digest OpenSSL would take one of its own choice.
     if (!hasKey || digest == nullptr || X509_REQ_sign(request.get(), m_key, digest) == 0) {
         failRequest("Error in signing request");
     }
     std::string text = pemOf(request.get());
-    clogmsg(logTrace, function, "Generated CSR as %s for commonName %s", text.c_str(), commonName.c_str());
+    clogmsg(logTrace, csrTag, "Generated CSR as %s for commonName %s", text.c_str(), commonName.c_str());
     return text;
 }
 

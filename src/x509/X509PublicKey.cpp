@@ -19,10 +19,10 @@ namespace {
 
 constexpr const char* loadTag = "X509PublicKey::getEVPPublicKey";
 constexpr const char* requestTag = "X509PublicKey::extractPublicKeyFromCSR";
-constexpr const char* certificateTag = "X509PublicKey::verifyCert";
+constexpr const char* verifyCertTag = "X509PublicKey::verifyCert";
 constexpr const char* signatureTag = "X509PublicKey::verifySign";
 
-struct Free {
+struct FreeBytes {
     void operator()(unsigned char* memory) const noexcept { std::free(memory); }
 };
 
@@ -100,7 +100,7 @@ bool X509PublicKey::verifyCert(const std::string& certPem) const {
     const ossl::ErrorScope errors;
     const OpenSslPtr<BIO> bio(BIO_new(BIO_s_mem()));
     if (!bio) {
-        clogmsg(logFailure, certificateTag, "Failed to allocate BIO");
+        clogmsg(logFailure, verifyCertTag, "Failed to allocate BIO");
         return false;
     }
     const OpenSslPtr<X509> certificate(certPem.size() <= INT_MAX && BIO_puts(bio.get(), certPem.c_str()) >= 0
@@ -108,14 +108,14 @@ bool X509PublicKey::verifyCert(const std::string& certPem) const {
                                            : nullptr);
     const EVP_PKEY* const key = certificate ? X509_get0_pubkey(certificate.get()) : nullptr;
     if (key == nullptr) {
-        clogmsg(logFailure, certificateTag,
+        clogmsg(logFailure, verifyCertTag,
                 certificate ? "Could not read public key from certificate, with error %s"
                             : "Could not read certificate, with error %s",
                 drainSslErrors().c_str());
         return false;
     }
     if (m_key == nullptr) {
-        clogmsg(logFailure, certificateTag, "Public key is NULL.");
+        clogmsg(logFailure, verifyCertTag, "Public key is NULL.");
         return false;
     }
     return EVP_PKEY_eq(m_key, key) == 1;
@@ -127,7 +127,7 @@ bool X509PublicKey::verifySign(const std::string& data, const std::string& signa
     unsigned char* decoded = nullptr;
     int length = 0;
     CmnApi::B64Decode(signature, decoded, length);
-    const std::unique_ptr<unsigned char, Free> owner(decoded);
+    const std::unique_ptr<unsigned char, FreeBytes> owner(decoded);
     return verifier().verify(data, decoded, length, algorithm, [] {
         clogmsg(logFailure, signatureTag, "Failed to verify signature. SSL code = %lu", ERR_get_error());
     });

@@ -9,14 +9,14 @@ using namespace bridge;
 
 namespace {
 
-const std::string tag = "WinCertStoreOpenSSLHelper::qx_rsa_meth_priv_enc";
+const std::string signTag = "WinCertStoreOpenSSLHelper::qx_rsa_meth_priv_enc";
 const std::string digests(36, 'm'), digestInfo(51, 'd'), untouched(256, '?');
 
 /** An error of the bridge's own in the queue and in the log. */
 std::string queued(int reason) {
     return "20 " + std::to_string(reason) + " WinCertStoreOpenSSLHelper: function 102";
 }
-const std::string refusal = "16 - " + tag + ": error:*Error: #";
+const std::string refusal = "16 - " + signTag + ": error:*Error: #";
 
 /** What has been signed, or the error that is queued: library, reason, file and text. */
 template <class Call> std::string result(const Call& call) {
@@ -56,7 +56,7 @@ TEST(BridgeMethod, CngSignsWhatItGets) {
     const Loaded loaded;
     Data* const record = loaded.record;
     takeLog();
-    const std::string trace = "2 v10 " + tag + "_CNG: Signing hash using CNG: data size: ";
+    const std::string trace = "2 v10 " + signTag + "_CNG: Signing hash using CNG: data size: ";
     for (const std::string& data : {digestInfo, digests, std::string(), std::string("1"), std::string(245, 0)}) {
         EXPECT_EQ(rsa(RSA_public_decrypt, sign(loaded, data)), data);
         EXPECT_TRUE(logged({trace + std::to_string(data.size())}));
@@ -66,7 +66,7 @@ TEST(BridgeMethod, CngSignsWhatItGets) {
     const auto refused = [](uint32_t error, const std::string& number, const std::string& answer) {
         const std::string text = Helper::qx_windows_error_string(error);
         EXPECT_EQ(answer, "128 9 WinCertStoreOpenSSLHelper: Windows Error: 0x" + number + " " + text);
-        EXPECT_TRUE(failuresLogged({"16 - " + tag + "_CNG: " + text + " Windows Error: 0x" + number}));
+        EXPECT_TRUE(failuresLogged({"16 - " + signTag + "_CNG: " + text + " Windows Error: 0x" + number}));
     };
     refused(0x80090020, "80090020", sign(loaded, std::string(246, 'l')));
     refused(0x80090020, "80090020", signCng(record, digestInfo, 0));
@@ -98,7 +98,7 @@ TEST(BridgeMethod, CryptoApiSigns36Bytes) {
     for (const size_t length : {0U, 35U, 37U, 51U}) {
         takeLog();
         EXPECT_EQ(sign(loaded, std::string(length, 'm')), queued(131));
-        EXPECT_TRUE(fake.signer.takeCalls().empty() && logged({"16 - " + tag + ": flen != SSL_SIG_LENGTH"}));
+        EXPECT_TRUE(fake.signer.takeCalls().empty() && logged({"16 - " + signTag + ": flen != SSL_SIG_LENGTH"}));
     }
     for (const uint32_t size : {0U, 20U, 35U, 37U}) {
         fake.signer.digestSize = size;

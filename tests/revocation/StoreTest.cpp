@@ -5,7 +5,7 @@
 
 namespace {
 
-const std::string tag = " - verifyX509Cert(X509 cert): ";
+const std::string verifyTag = " - verifyX509Cert(X509 cert): ";
 const std::string chain = "leaf<int+int<root";
 
 template <int ok, int error> int answer(int, X509_STORE_CTX* context) {
@@ -68,13 +68,13 @@ TEST(Store, StatusChainAndLog) {
     for (const std::string lists : {"int|rev=leaf", "int|key=other", "int"}) {
         makeGood(store, lists);
         const Verdict verdict("root<root+" + lists, chain, 4);
-        std::vector<std::string> lines = {"2" + tag + "Found verified certChain creating certChain object"};
-        lines.insert(lines.end(), verdict.error == 0 ? 0 : 1, "16" + tag + verdict.message());
+        std::vector<std::string> lines = {"2" + verifyTag + "Found verified certChain creating certChain object"};
+        lines.insert(lines.end(), verdict.error == 0 ? 0 : 1, "16" + verifyTag + verdict.message());
         takeLog();
         queueHostError();
         EXPECT_EQ(codeBy(store), verdict.error);
         EXPECT_EQ(ERR_peek_error(), 0u);
-        EXPECT_TRUE(logged("*" + tag, lines));
+        EXPECT_TRUE(logged("*" + verifyTag, lines));
         for (const std::string unreadable : {"", "text", "bad/CERTIFICATE:", "pkcs8:P-256", "crl:P-256"}) {
             codeBy(store);
             const std::string text = unreadable == "text" ? unreadable : pemOf(unreadable);

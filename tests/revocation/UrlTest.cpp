@@ -33,15 +33,16 @@ TEST(Url, ServerAndPort) {
     }
 }
 
-Owned<X509> numbered(const std::string& serial) {
+Owned<X509> certificateNumbered(const std::string& serial) {
     return makeCertificate("P-256", [&](X509* made) { X509_set_serialNumber(made, serialFrom(serial).get()); });
 }
 
 TEST(CertificatesToCheck, ByLevel) {
     captureLog();
-    const std::string leaf = pem(numbered("0a").get());
+    const std::string leaf = pem(certificateNumbered("0a").get());
     const std::string bad = pemOf("bad/CERTIFICATE:");
-    const std::string text = pemOf("text:+pkcs8:P-256") + leaf + pem(numbered("0b").get()) + pemOf("crl:P-256");
+    const std::string text =
+        pemOf("text:+pkcs8:P-256") + leaf + pem(certificateNumbered("0b").get()) + pemOf("crl:P-256");
     const std::string disabled = "Input crlCheckLevel found DISABLED";
     const std::string unsupported = "Unsupported value provided for crlCheckLevel";
     const std::string noLeaf = "Failed to get x509 leaf cert from the PEM cert chain with error: *";
@@ -92,7 +93,7 @@ TEST(CertificateText, HashAndSerialNumber) {
     }
     EXPECT_LT(shortest, 8u); // one without padding was among them
     for (const char* text : {"0", "07", "0ABC", "-05", "80", "-80", "7FABCDEF0123456789ABCDEF0123456789ABCDEF"}) {
-        EXPECT_EQ(CrlUtil::getCertSerialNumberInHex(numbered(text).get()), text);
+        EXPECT_EQ(CrlUtil::getCertSerialNumberInHex(certificateNumbered(text).get()), text);
     }
     EXPECT_EQ(CrlUtil::getCertIssuerNameHashInHex(nullptr) + CrlUtil::getCertSerialNumberInHex(nullptr), "");
 }

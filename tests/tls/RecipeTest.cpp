@@ -5,13 +5,14 @@
 #include <map>
 #include <set>
 
+#include "testlib/Platform.h"
 #include "testlib/Testlib.h"
 #include "testlib/TlsPeer.h"
 
 namespace {
 
 using Lines = std::vector<std::string>;
-const std::string failed = "INIT of Context failed";
+const std::string initFailed = "INIT of Context failed";
 
 TEST(TlsRecipe, Types) {
     captureLog();
@@ -25,9 +26,9 @@ TEST(TlsRecipe, Types) {
     const Owned<X509> certificate = makeCertificate();
     for (SSL** const to : {&ssl, static_cast<SSL**>(nullptr)}) {
         EXPECT_EQ(thrown([&] { master.tlsInitClient(certificate.get(), keyOf("P-256"), "DEFAULT", to); }),
-                  "20 " + failed);
-        EXPECT_EQ(thrown([&] { client.tlsInitMaster(&paths, "DEFAULT", 0, to); }), "20 " + failed);
-        EXPECT_EQ(thrown([&] { master.tlsInitMaster(nullptr, "DEFAULT", 0, to); }), "20 " + failed);
+                  "20 " + initFailed);
+        EXPECT_EQ(thrown([&] { client.tlsInitMaster(&paths, "DEFAULT", 0, to); }), "20 " + initFailed);
+        EXPECT_EQ(thrown([&] { master.tlsInitMaster(nullptr, "DEFAULT", 0, to); }), "20 " + initFailed);
     }
 }
 
@@ -38,14 +39,14 @@ TEST(TlsRecipe, WhatIsRefused) {
         const Owned<X509> certificate = row[0].empty() ? nullptr : makeCertificate(row[0]);
         EVP_PKEY* const key = row[1].empty() ? nullptr : keyOf(row[1]);
         const char* const ciphers = row[2] == "null" ? nullptr : row[2].c_str();
-        Lines lines = {"16 - " + row[4], "16 - tlsInitClient: Error: " + failed};
+        Lines lines = {"16 - " + row[4], "16 - tlsInitClient: Error: " + initFailed};
         int code = 0;
         SSL* ssl = nullptr;
         TLSOperations operations(CTX_INIT_CLIENT);
         serverBy(operations, row[3] == "9130" ? row[0] : "P-256"); // not the first one
         const auto init = [&] { operations.tlsInitClient(certificate.get(), key, ciphers, &ssl); };
-        EXPECT_TRUE(fails(init, row[3] + " " + failed, lines));
-        lines.push_back("16 - cmncrypto_tlsInitClient: cmncrypto_tlsInitClient function failed. Error:" + failed);
+        EXPECT_TRUE(fails(init, row[3] + " " + initFailed, lines));
+        lines.push_back("16 - cmncrypto_tlsInitClient: cmncrypto_tlsInitClient function failed. Error:" + initFailed);
         ssl = reinterpret_cast<SSL*>(&code);
         const auto flat = [&] { code = cmncrypto_tlsInitClient(certificate.get(), key, ciphers, &ssl); };
         EXPECT_TRUE(fails(flat, "", lines) && ssl == nullptr && code == std::stoi(row[3]));
@@ -88,7 +89,7 @@ TEST(TlsRecipe, EachConnectionHasWhatItWasGiven) {
     first.reset();
     EXPECT_EQ(shown(serverBy(assigned)) + shown(serverBy(copy, "RSA-2048")), "P-256RSA-2048");
     assigned = TLSOperations(CTX_INIT_MASTER);
-    EXPECT_EQ(thrown([&] { serverBy(assigned); }), "20 " + failed);
+    EXPECT_EQ(thrown([&] { serverBy(assigned); }), "20 " + initFailed);
     EXPECT_EQ(shown(std::move(earlier), "aRSA") + shown(std::move(fromCopy)), "RSA-2048P-256#b");
 }
 
@@ -115,7 +116,7 @@ TEST(TlsRecipe, VersionsDespiteTheConfiguration) {
         const std::string path =
             folder.write("openssl.cnf", "openssl_conf = a\n[a]\nssl_conf = b\n[b]\nsystem_default = c\n[c]\n" + line);
         inOwnProcess([&] {
-            setenv("OPENSSL_CONF", path.c_str(), 1);
+            setEnvironment("OPENSSL_CONF", path);
             Talk talk;
             SSL_set_min_proto_version(talk.client.get(), TLS1_2_VERSION);
             SSL_set_max_proto_version(talk.client.get(), TLS1_3_VERSION);

@@ -5,11 +5,12 @@
 #include <openssl/rsa.h>
 
 #include "testlib/Pki.h"
+#include "testlib/Platform.h"
 #include "testlib/Testlib.h"
 
 namespace {
 
-const std::string tag = " - X509Certificate::";
+const std::string certificateTag = " - X509Certificate::";
 
 TEST(Certificate, NamesAndSerialNumber) {
     captureLog();
@@ -25,7 +26,8 @@ TEST(Certificate, NamesAndSerialNumber) {
         });
         const X509Certificate certificate(made.get());
         EXPECT_EQ(certificate.getSerialNumber(), expected);
-        EXPECT_TRUE(logged("2" + tag, {"2" + tag + "getSerialNumber: BN_bn2hex returned: " + expected}));
+        EXPECT_TRUE(
+            logged("2" + certificateTag, {"2" + certificateTag + "getSerialNumber: BN_bn2hex returned: " + expected}));
         EXPECT_TRUE(certificate.getIssuer() == issuer.get());
         EXPECT_EQ(certificate.getSubject().getCommonName(), "host");
         EXPECT_EQ(certificate.getIssuerAsString(NAME_FORMAT_RFC2253), "CN=ca,O=Org");
@@ -75,7 +77,7 @@ TEST(Certificate, Dates) {
         const std::string text = offset < 0
                                      ? "isCertExpired: Local certifciate with subject [CN = host] is expired."
                                      : "isCertValidNow: Local certifciate with subject [CN = host] is not yet valid.";
-        EXPECT_TRUE(failuresLogged(std::vector<std::string>(offset == 0 ? 0 : 1, "16" + tag + text)));
+        EXPECT_TRUE(failuresLogged(std::vector<std::string>(offset == 0 ? 0 : 1, "16" + certificateTag + text)));
     }
 }
 
@@ -101,9 +103,10 @@ TEST(Certificate, KeyIdentifiers) {
     const int subject = NID_subject_key_identifier;
     const int authority = NID_authority_key_identifier;
     const std::string identifier = tlv(4, unescaped("%00%9f%ff"));
-    const std::string failed = "8" + tag + "getAuthorityKeyIdentifier: failed to get the ";
+    const std::string failed = "8" + certificateTag + "getAuthorityKeyIdentifier: failed to get the ";
     const std::string end = " from x509 certificate extension";
-    const std::string noSubject = "8" + tag + "getSubjectKeyIdentifier: failed to get the Subject Key Identifier" + end;
+    const std::string noSubject =
+        "8" + certificateTag + "getSubjectKeyIdentifier: failed to get the Subject Key Identifier" + end;
     const std::string noIdentifier = failed + "authority key identifier extension" + end;
     const std::string noExtension = failed + "index for NID_authority_key_identifier" + end;
     const struct {
@@ -127,7 +130,7 @@ TEST(Certificate, KeyIdentifiers) {
 
 TEST(Certificate, AlternativeNames) {
     captureLog();
-    const std::string function = tag + "getSubjectAltNames: ";
+    const std::string function = certificateTag + "getSubjectAltNames: ";
     const auto namesOf = [](const std::vector<std::pair<int, std::string>>& extensions) {
         const X509Certificate certificate(makeCertificate(extensions).release(), true);
         takeLog();
@@ -202,7 +205,7 @@ TEST(Certificate, SavedButNeverOver) {
     const Folder folder;
     const X509Certificate certificate(makeCertificate().release(), true);
     const auto save = [&](const std::string& name) { return [&, name] { certificate.saveToFile(folder.path(name)); }; };
-    std::filesystem::create_symlink(folder.path("target"), folder.path("dangling"));
+    occupy(folder.path("dangling"));
     const auto exists = [&](const std::string& name) {
         return Failing{save(name),
                        "-1 Specified certificate file already exists",
@@ -215,7 +218,8 @@ TEST(Certificate, SavedButNeverOver) {
           {{save("new"), ""}, exists("new"), exists("dangling"), exists(""), refused("%s/file"), refused("new/file")});
     EXPECT_EQ(contentOf(folder.path("new")), pem(certificate.getX509()));
     EXPECT_EQ(thrown([&] { X509Certificate(certificate).saveToFile(folder.path("none")); }).substr(0, 3), "14 ");
-    EXPECT_FALSE(std::filesystem::exists(folder.path("target")) || std::filesystem::exists(folder.path("none")));
+    EXPECT_FALSE(std::filesystem::exists(folder.path("dangling-target")) ||
+                 std::filesystem::exists(folder.path("none")));
     std::vector<std::thread> threads;
     std::atomic<int> saved = 0;
     for (int i = 0; i < 8; ++i) {
@@ -253,7 +257,7 @@ TEST(Certificate, CopiesAreEmptyAndOwnershipIsAsTold) {
             "5900 Failed to get Cert String from X509 cert",
             {"Failed to get Cert String from X509 Cert; unable to convert x509 to PEM", "SSL Error : *"}}});
     EXPECT_TRUE(copy.getSubjectAltNames().empty());
-    EXPECT_TRUE(failuresLogged({"16" + tag +
+    EXPECT_TRUE(failuresLogged({"16" + certificateTag +
                                 "getSubjectAltNames: Failed to get subject alternative name from X509 certificate; a "
                                 "NULL argument was passed in"}));
     EXPECT_EQ(copy.getSerialNumber() + copy.getSubjectKeyIdentifier() + copy.getAuthorityKeyIdentifier(), "");

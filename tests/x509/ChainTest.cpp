@@ -1,11 +1,12 @@
 #include <filesystem>
 
 #include "testlib/Pki.h"
+#include "testlib/Platform.h"
 #include "testlib/Testlib.h"
 
 namespace {
 
-const std::string tag = " - X509CertChain::";
+const std::string chainTag = " - X509CertChain::";
 
 std::string kindsOf(const X509CertChain& chain) {
     std::string kinds;
@@ -26,8 +27,8 @@ TEST(Chain, HandsOutCopies) {
     takeLog();
     EXPECT_EQ(kindOfCopy(chain.getCert(1)) + kindOfCopy(chain.getLeafCert()) + kindOfCopy(chain.getRootCert()),
               "P-256RSA-2048P-384");
-    const std::string got = "2" + tag + "getCert: Successfully extracted certificate from pos = ";
-    EXPECT_TRUE(logged("2" + tag, {got + "#", got + "#", got + "#"}));
+    const std::string got = "2" + chainTag + "getCert: Successfully extracted certificate from pos = ";
+    EXPECT_TRUE(logged("2" + chainTag, {got + "#", got + "#", got + "#"}));
     EXPECT_EQ(chain.getPemString(), text);
     const Owned<STACK_OF(X509)> stack(chain.getX509CertificateStack());
     X509CertChain fromStack(stack.get());
@@ -44,8 +45,8 @@ TEST(Chain, HandsOutCopies) {
     takeLog();
     EXPECT_EQ(empty.getX509CertificateStack(), nullptr);
     EXPECT_EQ(empty.getPemString() + kindsOf(empty), "");
-    EXPECT_TRUE(logged({"8" + tag + "getX509CertificateStack(): Certificate chain is empty so returning NULL",
-                        "8" + tag + "getPemString: Certificate chain is empty so returning empty string."}));
+    EXPECT_TRUE(logged({"8" + chainTag + "getX509CertificateStack(): Certificate chain is empty so returning NULL",
+                        "8" + chainTag + "getPemString: Certificate chain is empty so returning empty string."}));
 }
 
 TEST(Chain, CopiesAreShallow) {
@@ -67,7 +68,7 @@ TEST(Chain, SavedButNeverOver) {
     const std::string text = pemOf("cert:RSA-2048+cert:P-256");
     const X509CertChain chain(text, INIT_TYPE_BLOB);
     const auto save = [&](const std::string& name) { return [&, name] { chain.saveToFile(folder.path(name)); }; };
-    std::filesystem::create_symlink(folder.path("target"), folder.path("dangling"));
+    occupy(folder.path("dangling"));
     const std::string exists = "5967 Specified certificate file already exists";
     fails("X509CertChain::saveToFile",
           {{save("new"), ""},
@@ -78,7 +79,8 @@ TEST(Chain, SavedButNeverOver) {
             "5949 Certificate chain is empty",
             {"No certificate in chain to write"}}});
     EXPECT_EQ(contentOf(folder.path("new")), text);
-    EXPECT_FALSE(std::filesystem::exists(folder.path("none")) || std::filesystem::exists(folder.path("target")));
+    EXPECT_FALSE(std::filesystem::exists(folder.path("none")) ||
+                 std::filesystem::exists(folder.path("dangling-target")));
 }
 
 } // namespace

@@ -1,22 +1,21 @@
 // Every reader of PEM texts and files over the same inputs.
 
 #include <filesystem>
-#include <fstream>
-#include <sys/stat.h>
 #include <thread>
 
 #include "testlib/Pki.h"
+#include "testlib/Platform.h"
 #include "testlib/Testlib.h"
 
 namespace {
 
 using Factory = CertificatePrivateKeyFactory;
 
-int told = 0;
+int timesTold = 0;
 int asked = 0;
 
-void tell(const char*, const char*) {
-    ++told;
+void countTold(const char*, const char*) {
+    ++timesTold;
 }
 
 /** Answers with the text that its user data is; null: refuses. */
@@ -27,14 +26,14 @@ int answer(char* buffer, int size, int, void* text) {
     return text == nullptr ? -1 : static_cast<int>(phrase.size()); // a long one is said to be longer than the buffer
 }
 
-std::string kindOf(const X509* certificate) {
+std::string kindOfCertificate(const X509* certificate) {
     return testlib::kindOf(X509_get0_pubkey(certificate));
 }
 
 std::string kindsOf(const STACK_OF(X509)* certificates) {
-    std::string kinds = kindOf(sk_X509_value(certificates, 0));
+    std::string kinds = kindOfCertificate(sk_X509_value(certificates, 0));
     for (int i = 1; i < sk_X509_num(certificates); ++i) {
-        kinds += "," + kindOf(sk_X509_value(certificates, i));
+        kinds += "," + kindOfCertificate(sk_X509_value(certificates, i));
     }
     return kinds;
 }
@@ -49,29 +48,30 @@ std::string found(const std::function<std::string()>& operation) {
 /** As above, of a function that answers a code and hands an object out. */
 template <class T> std::string foundBy(const std::function<int(T**)>& read, std::string (*kind)(const T*)) {
     T* out = reinterpret_cast<T*>(1);
-    told = 0;
+    timesTold = 0;
     const int code = read(&out);
     const Owned<T> owner(out);
     EXPECT_EQ(out == nullptr, code != 0);
-    EXPECT_EQ(told, code == 0 ? 0 : 1); // one message per failure
+    EXPECT_EQ(timesTold, code == 0 ? 0 : 1); // one message per failure
     return code == 0 ? kind(out) : std::to_string(code);
 }
 
 std::string chainBy(const std::string& path) {
-    return foundBy<STACK_OF(X509)>([&](auto out) { return generateX509Certificates_c(path.c_str(), tell, out); },
+    return foundBy<STACK_OF(X509)>([&](auto out) { return generateX509Certificates_c(path.c_str(), countTold, out); },
                                    kindsOf);
 }
 std::string leafBy(const std::string& path) {
-    return foundBy<X509>([&](auto out) { return generateX509LeafCertificate_c(path.c_str(), tell, out); }, kindOf);
+    return foundBy<X509>([&](auto out) { return generateX509LeafCertificate_c(path.c_str(), countTold, out); },
+                         kindOfCertificate);
 }
 std::string keyBy(const std::string& path, pem_password_cb* callback, const char* phrase) {
     void* const data = const_cast<char*>(phrase);
-    return foundBy<EVP_PKEY>([&](auto out) { return generateEVP_PKEY_c(path.c_str(), tell, callback, data, out); },
+    return foundBy<EVP_PKEY>([&](auto out) { return generateEVP_PKEY_c(path.c_str(), countTold, callback, data, out); },
                              testlib::kindOf);
 }
 std::string encryptedBy(const std::string& path) {
     int encrypted = 7;
-    const int code = is_private_key_file_encrypted_c(path.c_str(), tell, &encrypted);
+    const int code = is_private_key_file_encrypted_c(path.c_str(), countTold, &encrypted);
     EXPECT_EQ(encrypted == 7, code != 0);
     return std::to_string(code == 0 ? encrypted : code);
 }
@@ -85,8 +85,8 @@ void checkReaders(const std::string& file) {
         const std::string text = pemOf(row[0]);
         const std::string path = folder.write("file", text);
         const auto orCode = [](const std::string& kinds, const char* code) { return kinds[0] > '9' ? kinds : code; };
-        EXPECT_EQ(found([&] { return kindOf(X509Certificate(text, _INIT_TYPE(5)).getX509()); }), row[1]);
-        EXPECT_EQ(found([&] { return kindOf(X509Certificate(path, INIT_TYPE_PATH).getX509()); }), row[1]);
+        EXPECT_EQ(found([&] { return kindOfCertificate(X509Certificate(text, _INIT_TYPE(5)).getX509()); }), row[1]);
+        EXPECT_EQ(found([&] { return kindOfCertificate(X509Certificate(path, INIT_TYPE_PATH).getX509()); }), row[1]);
         const auto chain = [](const std::string& source, _INIT_TYPE type, bool leafOnly) {
             const Owned<STACK_OF(X509)> stack(X509CertChain(source, type, leafOnly).getX509CertificateStack());
             return kindsOf(stack.get());
@@ -162,24 +162,24 @@ TEST(Pem, FilesThatCannotBeRead) {
             "12 Failed to open certificate file",
             {"Failed to open certificate file [" + odd + "] for validation."}},
            {[&] { X509Certificate(folder.path(""), INIT_TYPE_PATH); }, none, {notRead + folder.path("") + "]."}},
-           {[] { X509Certificate("/dev/null", INIT_TYPE_PATH); }, none, {notRead + "/dev/null]."}}});
+           {[] { X509Certificate(emptyDevice, INIT_TYPE_PATH); }, none, {notRead + emptyDevice + "]."}}});
     STACK_OF(X509)* chain = nullptr;
     EVP_PKEY* key = nullptr;
     int encrypted = 0;
-    EXPECT_EQ(Factory::generateX509Certificates(odd, tell, nullptr), 20);
-    EXPECT_EQ(Factory::generateX509LeafCertificate(odd, tell, nullptr), 20);
-    EXPECT_EQ(Factory::generateEVP_PKEY(odd, tell, nullptr, nullptr, nullptr), 20);
-    EXPECT_EQ(PrivateKeyUtils::is_private_key_file_encrypted(odd, tell, nullptr), 20);
-    EXPECT_EQ(generateX509Certificates_c(nullptr, tell, &chain), 20);
-    EXPECT_EQ(generateX509LeafCertificate_c(nullptr, tell, &leaf), 20);
-    EXPECT_EQ(generateEVP_PKEY_c(nullptr, tell, nullptr, nullptr, &key), 20);
-    EXPECT_EQ(is_private_key_file_encrypted_c(nullptr, tell, &encrypted), 20);
+    EXPECT_EQ(Factory::generateX509Certificates(odd, countTold, nullptr), 20);
+    EXPECT_EQ(Factory::generateX509LeafCertificate(odd, countTold, nullptr), 20);
+    EXPECT_EQ(Factory::generateEVP_PKEY(odd, countTold, nullptr, nullptr, nullptr), 20);
+    EXPECT_EQ(PrivateKeyUtils::is_private_key_file_encrypted(odd, countTold, nullptr), 20);
+    EXPECT_EQ(generateX509Certificates_c(nullptr, countTold, &chain), 20);
+    EXPECT_EQ(generateX509LeafCertificate_c(nullptr, countTold, &leaf), 20);
+    EXPECT_EQ(generateEVP_PKEY_c(nullptr, countTold, nullptr, nullptr, &key), 20);
+    EXPECT_EQ(is_private_key_file_encrypted_c(nullptr, countTold, &encrypted), 20);
 }
 
 TEST(Pem, PipesAreReadOnce) {
     const Folder folder;
-    const std::string path = folder.path("fifo");
-    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    Pipe pipe(folder.path("fifo"));
+    const std::string& path = pipe.path;
     const std::string text = pemOf("cert:P-256+old/AES-128-CBC:RSA-2048+cert:P-384");
     const std::pair<const char*, std::function<std::string()>> readers[] = {
         {"P-256,P-384", [&] { return chainBy(path); }},
@@ -187,12 +187,7 @@ TEST(Pem, PipesAreReadOnce) {
         {"RSA-2048", [&] { return keyBy(path, nullptr, "secret"); }},
         {"1", [&] { return encryptedBy(path); }}};
     for (const auto& [expected, read] : readers) {
-        std::thread writer([&] {
-            std::ofstream pipe(path);
-            for (size_t at = 0; at < text.size(); at += 100) {
-                pipe << text.substr(at, 100) << std::flush;
-            }
-        });
+        std::thread writer([&] { pipe.write(text); });
         EXPECT_EQ(read(), expected);
         writer.join();
     }

@@ -4,11 +4,12 @@
 #include <openssl/core_names.h>
 
 #include "testlib/Pki.h"
+#include "testlib/Platform.h"
 #include "testlib/Testlib.h"
 
 namespace {
 
-const std::string tag = " - X509PrivateKey::";
+const std::string keyTag = " - X509PrivateKey::";
 
 TEST(PrivateKey, SizesAndCopies) {
     captureLog();
@@ -16,7 +17,7 @@ TEST(PrivateKey, SizesAndCopies) {
          std::map<std::string, int>{{"RSA-1023", 1024}, {"RSA-1024", 1024}, {"RSA-2048", 2048}}) {
         const X509PrivateKey key(keyOf(kind), false);
         EXPECT_EQ(key.getKeySize(), size);
-        EXPECT_TRUE(logged({"2" + tag + "getKeySize: Keysize is [" + std::to_string(size) + "]"}));
+        EXPECT_TRUE(logged({"2" + keyTag + "getKeySize: Keysize is [" + std::to_string(size) + "]"}));
     }
     for (EVP_PKEY* key : {keyOf("P-256"), keyOf("ED25519"), static_cast<EVP_PKEY*>(nullptr)}) {
         fails("X509PrivateKey::getKeySize",
@@ -33,7 +34,7 @@ TEST(PrivateKey, SizesAndCopies) {
 TEST(PrivateKey, SignaturesAreVerifiedByOpenSsl) {
     captureLog();
     const EVP_MD* const digests[] = {nullptr, EVP_sha256(), EVP_sha512(), EVP_sha1()};
-    const std::string calling = "2" + tag + "getSign: Calling sign ";
+    const std::string calling = "2" + keyTag + "getSign: Calling sign ";
     for (const std::string kind : {"RSA-2048", "P-256"}) {
         for (const std::string& data : {std::string(), std::string("a\0b", 3), pseudoRandom(1000000, 1)}) {
             for (const int algorithm : {1, 2, 3}) {
@@ -74,7 +75,7 @@ TEST(PrivateKey, Requests) {
                 {"", "DNS:host", "CN=/", "DNS:host"},
                 {"h\xe9", "DNS:a,IP:10.0.0.1, email:a@b", "CN=h\\C3\\A9", "DNS:a, IP Address:10.0.0.1, email:a@b"},
                 {name64, "URI:http://a/%s,RID:1.2.3.4", "CN=" + name64, "URI:http://a/%s, Registered ID:1.2.3.4"}};
-    const std::string log = "4" + tag + "getCSR: Generat";
+    const std::string log = "4" + keyTag + "getCSR: Generat";
     for (const auto& row : rows) {
         for (const std::string kind : {"RSA-2048", "P-256"}) {
             takeLog();
@@ -85,7 +86,7 @@ TEST(PrivateKey, Requests) {
             if (!row.others.empty()) {
                 lines.insert(lines.begin() + 1, log + "ing CSR for the SubjectAlternativeNames " + row.others);
             }
-            EXPECT_TRUE(logged("4" + tag, lines));
+            EXPECT_TRUE(logged("4" + keyTag, lines));
             const Owned<BIO> in(BIO_new_mem_buf(text.c_str(), -1));
             const Owned<X509_REQ> request(PEM_read_bio_X509_REQ(in.get(), nullptr, nullptr, nullptr));
             EXPECT_EQ(X509_REQ_verify(request.get(), keyOf(kind)), 1);
@@ -116,7 +117,7 @@ TEST(PrivateKey, Requests) {
 TEST(PrivateKey, SavedAsPkcs8) {
     captureLog();
     const X509PrivateKey key(keyOf("RSA-2048"), false);
-    const std::string function = "2" + tag + "saveToFile: ";
+    const std::string function = "2" + keyTag + "saveToFile: ";
     for (const std::string& phrase : {std::string(), std::string("secret"), std::string("p\0\xc3\xa9 \"%s", 8)}) {
         const Owned<std::FILE> file(std::tmpfile());
         takeLog();
@@ -141,8 +142,8 @@ TEST(PrivateKey, SavedAsPkcs8) {
         pem.resize(std::fread(pem.data(), 1, pem.size(), file.get()));
         EXPECT_EQ(kindOf(X509PrivateKey(pem, phrase).getEVPKey()), "RSA-2048");
     }
-    const Owned<std::FILE> full(std::fopen("/dev/full", "w"));
-    const Owned<std::FILE> readOnly(std::fopen("/dev/null", "r"));
+    const Owned<std::FILE> full(openFull());
+    const Owned<std::FILE> readOnly(std::fopen(emptyDevice, "r"));
     std::setvbuf(full.get(), nullptr, _IONBF, 0);
     const X509PrivateKey copy(key);
     const auto save = [](const X509PrivateKey& object, std::FILE* file) {
@@ -177,7 +178,7 @@ TEST(PrivateKey, Generated) {
     EXPECT_EQ(cmncrypto_generatePrivateKey(1024, nullptr), 20);
     takeLog();
     EXPECT_EQ(cmncrypto_releasePrivateKey(&key), 0);
-    EXPECT_TRUE(logged({"2" + tag + "releasePrivateKey: Private key is null, cannot be released"}));
+    EXPECT_TRUE(logged({"2" + keyTag + "releasePrivateKey: Private key is null, cannot be released"}));
     EXPECT_EQ(cmncrypto_releasePrivateKey(nullptr), 0);
     for (const char* kind : {"RSA-1024", "P-256"}) {
         key = keyOf(kind);
@@ -189,8 +190,8 @@ TEST(PrivateKey, Generated) {
 }
 
 subTokenValuePair unit = {"OU", "h\xe9", nullptr};
-subTokenValuePair refused = {"C", "three", &unit};
-subTokenValuePair subject = {"CN", "host", &refused};
+subTokenValuePair refusedPair = {"C", "three", &unit};
+subTokenValuePair subject = {"CN", "host", &refusedPair};
 
 TEST(SelfSigned, Fields) {
     captureLog();
@@ -209,8 +210,8 @@ TEST(SelfSigned, Fields) {
         const time_t before = time(nullptr) - 1;
         const Owned<X509> made = make(365, row / 2, key);
         const time_t after = time(nullptr);
-        EXPECT_TRUE(logged("2" + tag, {"2" + tag + "generateSelfSignCertificate: Using [" + std::to_string(row / 2) +
-                                       "] algorithm for digest"}));
+        EXPECT_TRUE(logged("2" + keyTag, {"2" + keyTag + "generateSelfSignCertificate: Using [" +
+                                          std::to_string(row / 2) + "] algorithm for digest"}));
         int digest = 0;
         X509_get_signature_info(made.get(), &digest, nullptr, nullptr, nullptr);
         EXPECT_EQ(digest, digests[row / 2]) << row;

@@ -3,7 +3,7 @@
 
 namespace {
 
-const std::string tag = " - X509PublicKey::";
+const std::string publicKeyTag = " - X509PublicKey::";
 
 /** A signature made by OpenSSL directly. */
 std::string sign(const std::string& kind, const std::string& data, const EVP_MD* digest) {
@@ -43,7 +43,7 @@ TEST(PublicKey, OfRequestsAndCertificates) {
         const std::string request = X509PrivateKey(keyOf(kind), false).getCSR("host", "");
         takeLog();
         const std::unique_ptr<X509PublicKey> key(X509PublicKey::extractPublicKeyFromCSR("text\n" + request));
-        EXPECT_TRUE(logged("2" + tag, {"2" + tag + "extractPublicKeyFromCSR: Extracted publickey"}));
+        EXPECT_TRUE(logged("2" + publicKeyTag, {"2" + publicKeyTag + "extractPublicKeyFromCSR: Extracted publickey"}));
         EXPECT_EQ(*key == X509PublicKey(keyOf(kind), false), 1);
         EXPECT_TRUE(key->verifyCert(pem(makeCertificate(kind).get())));
     }
@@ -119,7 +119,7 @@ TEST(PublicKey, TriesTheOfferedDigestsInOrder) {
     const X509PublicKey key(keyOf("RSA-2048"), false);
     std::string signature = sign("RSA-2048", "data", EVP_sha1());
     int length = static_cast<int>(signature.size());
-    const std::string log = tag + "verifySign: ";
+    const std::string log = publicKeyTag + "verifySign: ";
     const std::string checking = "4" + log + "Checking for Hash ";
     EXPECT_TRUE(key.verifySign("data", base64(signature), HASH_ALGO_NONE));
     EXPECT_TRUE(logged("*" + log, {checking + "[SHA256]", "16" + log + "Failed to verify signature. SSL code = #",

@@ -10,6 +10,7 @@
 #include "libwincertstore/WindowsErrors.h"
 #include "libwincertstore/software/Folder.h"
 #include "libwincertstore/software/NameString.h"
+#include "libwincertstore/software/OpenFolder.h"
 #include "libwincertstore/software/SoftwareContext.h"
 #include "libwincertstore/software/SoftwareSigning.h"
 #include "ossl/ErrorQueue.h"
@@ -19,18 +20,7 @@ namespace CmnCrypto::WinCertStore {
 
 namespace {
 
-constexpr int sha1Length = 20;
-
-/** An open store: the files that were there when it was opened. */
-struct OpenFolder {
-    std::string path;
-    bool readOnly = false;
-    std::vector<std::string> files;
-};
-
-OpenFolder& openFolder(CertStoreHandle store) {
-    return *static_cast<OpenFolder*>(store);
-}
+constexpr int sha1Bytes = 20;
 
 std::vector<std::string> certificateFilesOf(const std::string& folder) {
     std::vector<std::string> names = namesIn(folder);
@@ -52,6 +42,7 @@ CertContext nextOf(CertStorePlatform& platform, CertStoreHandle store, CertConte
         std::unique_ptr<SoftwareContext> context = readCertificateFile(folder.path + '/' + folder.files[position]);
         if (context && matches(*context)) {
             context->position = position;
+            context->readOnly = folder.readOnly;
             return context.release();
         }
     }
@@ -60,7 +51,7 @@ CertContext nextOf(CertStorePlatform& platform, CertStoreHandle store, CertConte
 
 bool sha1Of(const SoftwareContext& context, unsigned char* sha1) {
     unsigned int length = 0;
-    return X509_digest(context.certificate.get(), EVP_sha1(), sha1, &length) == 1 && length == sha1Length;
+    return X509_digest(context.certificate.get(), EVP_sha1(), sha1, &length) == 1 && length == sha1Bytes;
 }
 
 } // namespace
@@ -110,7 +101,7 @@ CertContext SoftwareCertStore::findBySubject(CertStoreHandle store, const std::s
 CertContext SoftwareCertStore::findByHash(CertStoreHandle store, const unsigned char* sha1, CertContext previous) {
     return nextOf(*this, store, previous, [=](const SoftwareContext& context) {
         unsigned char own[EVP_MAX_MD_SIZE];
-        return sha1Of(context, own) && std::equal(own, own + sha1Length, sha1);
+        return sha1Of(context, own) && std::equal(own, own + sha1Bytes, sha1);
     });
 }
 
@@ -130,7 +121,7 @@ uint32_t SoftwareCertStore::addToStore(CertStoreHandle store, CertContext contex
             return wantsNewer ? windowsExists : 0; // replacing it by its like would lose its key
         }
         OpenFolder& folder = openFolder(store);
-        const std::string name = CmnApi::binToHex({reinterpret_cast<const char*>(sha1), size_t{sha1Length}}) + ".pem";
+        const std::string name = CmnApi::binToHex({reinterpret_cast<const char*>(sha1), size_t{sha1Bytes}}) + ".pem";
         NewFile file(function, folder.path + '/' + name, codeReadFailed);
         file.write(softwareContext(context)->certificate.get());
         file.finish();
