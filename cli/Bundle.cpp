@@ -94,7 +94,8 @@ bool fits(PKCS12* bundle, const Secret& passPhrase) {
 }
 
 Failure unusable(const std::string& label, PKCS12* bundle, const Secret& passPhrase, int32_t code) {
-    const std::string why = PKCS12_mac_present(bundle) != 1
+    const std::string why = CmnApi::getFIPSMode() != 0 ? "OpenSSL opens no bundle in FIPS mode; unpack it elsewhere"
+                            : PKCS12_mac_present(bundle) != 1
                                 ? "has no checksum, and OpenSSL opens no such bundle; make it anew with one"
                             : fits(bundle, passPhrase) ? "cannot be decrypted; --log-level failure shows more"
                             : passPhrase.size() > 0    ? "the pass phrase does not open this bundle"

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdio>
-#include <ctime>
 
 #include <openssl/asn1.h>
 #include <openssl/err.h>
@@ -14,6 +13,16 @@ namespace {
 constexpr int64_t minute = 60;
 constexpr int64_t hour = 60 * minute;
 constexpr int64_t day = 24 * hour;
+
+/** As timegm(), which not every system has, and those that have it not for all years. */
+int64_t secondsOf(const std::tm& parts) {
+    // Years that begin in March end with the leap day. 400 of them more keep all numbers positive.
+    const int64_t year = parts.tm_year + 1900 + 400 - (parts.tm_mon < 2 ? 1 : 0);
+    const int64_t month = (parts.tm_mon + 10) % 12;
+    const int64_t daysBefore1970 = 719468 + 146097;
+    const int64_t days = year * 365 + year / 4 - year / 100 + year / 400 + (month * 153 + 2) / 5 + parts.tm_mday - 1;
+    return (days - daysBefore1970) * day + parts.tm_hour * hour + parts.tm_min * minute + parts.tm_sec;
+}
 
 } // namespace
 
@@ -28,10 +37,9 @@ std::string spanText(int64_t seconds) {
 }
 
 CertificateDate::CertificateDate(const ASN1_TIME* time) : m_now(std::time(nullptr)) {
-    std::tm parts = {};
     // OpenSSL would take a missing time as the present.
-    if (time != nullptr && ASN1_TIME_to_tm(time, &parts) == 1) {
-        m_seconds = ::timegm(&parts);
+    if (time != nullptr && ASN1_TIME_to_tm(time, &m_parts) == 1) {
+        m_seconds = secondsOf(m_parts);
     }
     ERR_clear_error();
 }
@@ -59,11 +67,8 @@ std::string CertificateDate::relative() const {
 
 std::string CertificateDate::written(char separator) const {
     std::array<char, 64> text = {};
-    std::tm parts = {};
-    const std::time_t time = seconds();
-    ::gmtime_r(&time, &parts);
-    std::snprintf(text.data(), text.size(), "%04d-%02d-%02d%c%02d:%02d:%02d", parts.tm_year + 1900, parts.tm_mon + 1,
-                  parts.tm_mday, separator, parts.tm_hour, parts.tm_min, parts.tm_sec);
+    std::snprintf(text.data(), text.size(), "%04d-%02d-%02d%c%02d:%02d:%02d", m_parts.tm_year + 1900,
+                  m_parts.tm_mon + 1, m_parts.tm_mday, separator, m_parts.tm_hour, m_parts.tm_min, m_parts.tm_sec);
     return text.data();
 }
 

@@ -5,6 +5,7 @@
 #define CMNCRYPTO_CLI_CERTIFICATEDATE_H
 
 #include <cstdint>
+#include <ctime>
 #include <optional>
 #include <string>
 
@@ -37,6 +38,7 @@ private:
     std::string written(char separator) const;
 
     std::optional<int64_t> m_seconds;
+    std::tm m_parts = {};
     int64_t m_now;
 };
 

@@ -7,7 +7,7 @@ namespace CmnCrypto::Cli {
 
 namespace {
 
-std::string joined(const std::vector<std::string>& names) {
+std::string readTogether(const std::vector<std::string>& names) {
     readStandardInputOnce(names);
     std::string pem;
     for (const std::string& name : names) {
@@ -26,6 +26,6 @@ void addCertificateOptions(CLI::App& parser, CertificateOptions& options) {
 CertificateInput::CertificateInput(const std::string& name) : m_chain(certificatesAsPem(name), INIT_TYPE_BLOB) {}
 
 CertificateInput::CertificateInput(const std::vector<std::string>& names, bool leafOnly)
-    : m_chain(joined(names), INIT_TYPE_BLOB, leafOnly) {}
+    : m_chain(readTogether(names), INIT_TYPE_BLOB, leafOnly) {}
 
 } // namespace CmnCrypto::Cli

@@ -12,7 +12,7 @@ namespace CmnCrypto::Cli {
 
 namespace {
 
-struct SaveOptions {
+struct ChainSaveOptions {
     std::vector<std::string> inputs;
     std::string output;
     bool leafOnly = false;
@@ -20,7 +20,7 @@ struct SaveOptions {
     bool quiet = false;
 };
 
-ExitCode runSave(const SaveOptions& options) {
+ExitCode runChainSave(const ChainSaveOptions& options) {
     const std::vector<std::string> names = options.inputs.empty() ? std::vector<std::string>{"-"} : options.inputs;
     const CertificateInput input(names, options.leafOnly);
     saveToNewFile(input.chain(), options.output);
@@ -40,7 +40,7 @@ ExitCode runSave(const SaveOptions& options) {
 } // namespace
 
 Command addChainSaveCommand(CLI::App& group) {
-    auto options = std::make_shared<SaveOptions>();
+    auto options = std::make_shared<ChainSaveOptions>();
     CLI::App* parser = group.add_subcommand("save", "Join inputs in one new file in PEM; never replaces one");
     parser->add_option("-o,--output", options->output, "File to write; it must not exist")
         ->required()
@@ -50,7 +50,7 @@ Command addChainSaveCommand(CLI::App& group) {
     parser->add_flag("-q,--quiet", options->quiet, "No warnings");
     addFileNames(*parser, "Inputs in PEM or DER, in the order of the chain; - or none: standard input",
                  options->inputs);
-    return {parser, [options] { return runSave(*options); }};
+    return {parser, [options] { return runChainSave(*options); }};
 }
 
 } // namespace CmnCrypto::Cli

@@ -41,7 +41,7 @@ void printBlocks(const CertificateInput& input, const std::vector<ChainLink>& li
     }
 }
 
-ExitCode runShow(const CertificateOptions& options) {
+ExitCode runChainShow(const CertificateOptions& options) {
     const CertificateInput input(options.input);
     const std::vector<ChainLink> links = findLinks(input);
     Details details;
@@ -65,7 +65,7 @@ Command addChainShowCommand(CLI::App& group) {
     auto options = std::make_shared<CertificateOptions>();
     CLI::App* parser = group.add_subcommand("show", "Every certificate of an input, its issuer, and what is wrong");
     addCertificateOptions(*parser, *options);
-    return {parser, [options] { return runShow(*options); }};
+    return {parser, [options] { return runChainShow(*options); }};
 }
 
 } // namespace CmnCrypto::Cli

@@ -26,9 +26,9 @@ struct SplitOptions {
 class FileSet {
 public:
     /** @throws Failure (output cannot be written) */
-    explicit FileSet(const std::string& folder) : m_folder(folder) {
+    explicit FileSet(const std::string& folder) : m_folder(std::filesystem::u8path(folder)) {
         std::error_code error;
-        m_isNew = std::filesystem::create_directory(folder, error);
+        m_isNew = std::filesystem::create_directory(m_folder, error);
         if (error) {
             throw Failure(ExitCode::outputUnwritable, folder + ": " + error.message());
         }
@@ -38,7 +38,7 @@ public:
     ~FileSet() {
         std::error_code ignored; // nothing more can be done
         for (const std::string& file : m_files) {
-            std::filesystem::remove(file, ignored);
+            std::filesystem::remove(std::filesystem::u8path(file), ignored);
         }
         if (m_isNew) {
             std::filesystem::remove(m_folder, ignored);
@@ -53,7 +53,7 @@ public:
     }
 
 private:
-    std::string m_folder;
+    std::filesystem::path m_folder;
     bool m_isNew;
     std::vector<std::string> m_files;
 };

@@ -28,7 +28,7 @@ constexpr int notAboutLists = 9104; ///< the library's status for verify errors 
 using OwnedCertificates = Owned<STACK_OF(X509), releaseCertificates>;
 using BorrowedLists = Owned<STACK_OF(X509_CRL), releaseBorrowedLists>;
 using OwnedStore = Owned<X509_STORE, X509_STORE_free>;
-using OwnedContext = Owned<X509_STORE_CTX, X509_STORE_CTX_free>;
+using OwnedStoreContext = Owned<X509_STORE_CTX, X509_STORE_CTX_free>;
 
 /** What only the callback sees: a verification says no more about its failure than a text. */
 struct Observed {
@@ -109,7 +109,7 @@ std::vector<std::vector<size_t>> findListsUsed(const ChainQuestion& question) {
     const OwnedCertificates chain(X509CertChain(question.chain, INIT_TYPE_BLOB).getX509CertificateStack());
     const BorrowedLists lists(sk_X509_CRL_new_null());
     const OwnedStore store(X509_STORE_new());
-    const OwnedContext context(X509_STORE_CTX_new());
+    const OwnedStoreContext context(X509_STORE_CTX_new());
     if (!trusted || !chain || !lists || !store || !context) {
         throw std::bad_alloc();
     }

@@ -26,7 +26,6 @@ Command addRandomCommand(CLI::App& app);
 Command addPasswordCommand(CLI::App& app);
 Command addEncryptCommand(CLI::App& app);
 Command addDecryptCommand(CLI::App& app);
-Command addFipsCommand(CLI::App& app);
 Command addSignCommand(CLI::App& app);
 Command addVerifySignatureCommand(CLI::App& app);
 Command addVerifyCommand(CLI::App& app);
@@ -41,6 +40,7 @@ std::vector<Command> addCsrCommands(CLI::App& app);
 std::vector<Command> addPkcs12Commands(CLI::App& app);
 std::vector<Command> addStoreCommands(CLI::App& app);
 std::vector<Command> addTlsCommands(CLI::App& app);
+std::vector<Command> addFipsCommands(CLI::App& app);
 /** @} */
 
 /** @name What the groups "cert", "chain", "crl", "store" and "tls" consist of
@@ -61,6 +61,11 @@ Command addCrlUrlsCommand(CLI::App& group);
 Command addStoreListCommand(CLI::App& group);
 Command addStoreFindCommand(CLI::App& group);
 Command addStoreExplainCommand(CLI::App& group);
+Command addStoreShowCommand(CLI::App& group);
+Command addStoreVerifyCommand(CLI::App& group);
+Command addStoreImportCommand(CLI::App& group);
+Command addStoreExportCommand(CLI::App& group);
+Command addStoreRemoveCommand(CLI::App& group);
 Command addTlsServeCommand(CLI::App& group);
 Command addTlsConnectCommand(CLI::App& group);
 /** @} */

@@ -24,9 +24,9 @@ namespace {
 
 constexpr int32_t unusableData = 1; ///< the library's code where no decision is possible
 
-constexpr int64_t secondsPerDay = 86400;
+constexpr int64_t daySeconds = 86400;
 
-struct CheckOptions {
+struct CrlCheckOptions {
     CertificateOptions certificate;
     std::string list;
     std::string authority;
@@ -35,7 +35,7 @@ struct CheckOptions {
 
 /** What is decided with. */
 struct Material {
-    explicit Material(const CheckOptions& options)
+    explicit Material(const CrlCheckOptions& options)
         : maxAge(parseDuration("--max-age", options.maxAge)), certificates(options.certificate.input),
           lists(options.list, CrlInput::Extent::first),
           authorities(certificatesAsPem(options.authority), INIT_TYPE_BLOB) {}
@@ -160,12 +160,12 @@ void addAge(const Material& material, const Decision& decision, Details& details
                     (material.maxAge < 7200 ? "" : " (" + spanText(material.maxAge) + ")"));
     details.add("", "maxAgeSeconds", material.maxAge);
     const bool decided = decision.verdict == good || decision.verdict == revoked;
-    if (issued.isReadable() && decided && age - secondsPerDay >= int64_t{material.maxAge}) {
+    if (issued.isReadable() && decided && age - daySeconds >= int64_t{material.maxAge}) {
         details.problem("older than allowed: by a whole number of days, which the library lets pass");
     }
 }
 
-ExitCode runCheck(const CheckOptions& options) {
+ExitCode runCrlCheck(const CrlCheckOptions& options) {
     readStandardInputOnce({options.certificate.input, options.list, options.authority});
     Material material(options);
     const Decision decision = decide(material);
@@ -203,7 +203,7 @@ ExitCode runCheck(const CheckOptions& options) {
 } // namespace
 
 Command addCrlCheckCommand(CLI::App& group) {
-    auto options = std::make_shared<CheckOptions>();
+    auto options = std::make_shared<CrlCheckOptions>();
     CLI::App* parser = group.add_subcommand("check", "Whether a certificate is revoked, by one revocation list");
     parser->add_option("-l,--crl", options->list, "Revocation list in PEM or DER")->required()->check(namedFile());
     parser->add_option("-c,--ca", options->authority, "Certificates, that of the list's issuer first")
@@ -212,7 +212,7 @@ Command addCrlCheckCommand(CLI::App& group) {
     parser->add_option("-a,--max-age", options->maxAge, "How long ago the list may have been issued: 3600, 36h, 7d")
         ->required();
     addCertificateOptions(*parser, options->certificate);
-    return {parser, [options] { return runCheck(*options); }};
+    return {parser, [options] { return runCrlCheck(*options); }};
 }
 
 } // namespace CmnCrypto::Cli

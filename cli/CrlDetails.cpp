@@ -35,7 +35,7 @@ OwnedPoint distributionPoint(const Crl& list) {
     return point;
 }
 
-Json orNull(const CertificateDate& date, const Json& value) {
+Json dateOrNull(const CertificateDate& date, const Json& value) {
     return date.isReadable() ? value : Json();
 }
 
@@ -116,15 +116,15 @@ void addListIdentity(const Crl& list, const std::string& indent, Details& detail
     const CertificateDate next = nextUpdate(list);
     const bool has = X509_CRL_get0_nextUpdate(list.getX509Crl()) != nullptr;
     details.add(indent + "Issued", "", issued.text() + (issued.isReadable() ? " (" + issued.relative() + ")" : ""));
-    details.add("", "lastUpdate", orNull(issued, issued.iso()));
-    details.add("", "ageSeconds", orNull(issued, -issued.secondsFromNow()));
+    details.add("", "lastUpdate", dateOrNull(issued, issued.iso()));
+    details.add("", "ageSeconds", dateOrNull(issued, -issued.secondsFromNow()));
     details.add(indent + "Next update", "",
                 !has ? "none"
                 : next.isReadable()
                     ? next.text() + " (" + (next.secondsFromNow() <= 0 ? "was due " : "due ") + next.relative() + ")"
                     : next.text());
-    details.add("", "nextUpdate", orNull(next, next.iso()));
-    details.add("", "daysLeft", orNull(next, next.daysFromNow()));
+    details.add("", "nextUpdate", dateOrNull(next, next.iso()));
+    details.add("", "daysLeft", dateOrNull(next, next.daysFromNow()));
 }
 
 void addListProperties(const Crl& list, Details& details) {

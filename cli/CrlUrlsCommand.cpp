@@ -18,9 +18,9 @@ namespace CmnCrypto::Cli {
 
 namespace {
 
-constexpr int noMemory = 36; ///< the library's code
+constexpr int noMemoryForUrls = 36; ///< the library's code
 
-struct UrlOptions {
+struct CrlUrlOptions {
     CertificateOptions certificate;
     std::vector<std::string> reasons;
     bool allSchemes = false;
@@ -32,11 +32,11 @@ struct Found {
     std::vector<std::string> urls;
 };
 
-Found findUrls(const UrlOptions& options, const X509* certificate) {
+Found findUrls(const CrlUrlOptions& options, const X509* certificate) {
     Found found;
     const auto find = options.allSchemes ? CrlUtil::getURLsFromCertCDPs : CrlUtil::getHttpURLsFromCertCDPs;
     const int code = find(certificate, reasonBits(options.reasons), found.points, found.urls);
-    if (code == noMemory) {
+    if (code == noMemoryForUrls) {
         throw std::bad_alloc();
     }
     if (code != 0) {
@@ -64,7 +64,7 @@ void addUrl(const std::string& url, Json& urls, std::string& lines) {
              (split ? "\t" + printable(server) + "\t" + std::to_string(port) : "");
 }
 
-ExitCode runUrls(const UrlOptions& options) {
+ExitCode runCrlUrls(const CrlUrlOptions& options) {
     const CertificateInput input(options.certificate.input);
     if (options.verbose) {
         startLog("info"); // what the library says about each distribution point
@@ -95,14 +95,14 @@ ExitCode runUrls(const UrlOptions& options) {
 } // namespace
 
 Command addCrlUrlsCommand(CLI::App& group) {
-    auto options = std::make_shared<UrlOptions>();
+    auto options = std::make_shared<CrlUrlOptions>();
     CLI::App* parser =
         group.add_subcommand("urls", "URLs, servers and ports of the revocation lists that cover a certificate");
     addReasonOption(*parser, options->reasons);
     parser->add_flag("--all-schemes", options->allSchemes, "Not only HTTP and HTTPS, but LDAP and others too");
     parser->add_flag("-v,--verbose", options->verbose, "Say what was found in each distribution point, and why not");
     addCertificateOptions(*parser, options->certificate);
-    return {parser, [options] { return runUrls(*options); }};
+    return {parser, [options] { return runCrlUrls(*options); }};
 }
 
 } // namespace CmnCrypto::Cli

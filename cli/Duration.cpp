@@ -16,7 +16,7 @@ struct Unit {
 };
 
 constexpr std::array<Unit, 5> units = {{{'s', 1}, {'m', 60}, {'h', 3600}, {'d', 86400}, {'w', 604800}}};
-constexpr uint64_t mostDays = 36500; ///< OpenSSL has no dates before 1900
+constexpr uint64_t longestDays = 36500; ///< OpenSSL has no dates before 1900
 
 } // namespace
 
@@ -32,11 +32,11 @@ unsigned int parseDuration(const std::string& option, const std::string& text) {
     uint64_t count = 0;
     const char* const end = digits.data() + digits.size();
     const auto [stop, error] = std::from_chars(digits.data(), end, count);
-    if (error != std::errc() || stop != end || count > mostDays * units[3].seconds / factor) {
+    if (error != std::errc() || stop != end || count > longestDays * units[3].seconds / factor) {
         throw Failure(ExitCode::usage, option + ": \"" + text +
                                            "\" is no duration; give seconds, or a number with s, m, h, d or w (36h), "
                                            "at most " +
-                                           std::to_string(mostDays) + " days");
+                                           std::to_string(longestDays) + " days");
     }
     return static_cast<unsigned int>(count * factor);
 }

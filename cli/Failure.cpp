@@ -1,9 +1,9 @@
 #include "Failure.h"
 
 #include <new>
-#include <system_error>
 #include <utility>
 
+#include "SystemText.h"
 #include "cmncrypto/CmnException.h"
 
 namespace CmnCrypto::Cli {
@@ -11,7 +11,7 @@ namespace CmnCrypto::Cli {
 Failure::Failure(ExitCode exit, std::string text, int32_t code) : m_exit(exit), m_text(std::move(text)), m_code(code) {}
 
 Failure Failure::ofSystem(ExitCode exit, const std::string& what, int errorNumber) {
-    return {exit, what + ": " + std::generic_category().message(errorNumber)};
+    return {exit, what + ": " + systemText(errorNumber)};
 }
 
 Failure currentFailure() {

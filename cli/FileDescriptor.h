@@ -1,11 +1,12 @@
 /** @file
- * Owner of a POSIX file descriptor.
+ * Owner of a file descriptor.
  */
 #ifndef CMNCRYPTO_CLI_FILEDESCRIPTOR_H
 #define CMNCRYPTO_CLI_FILEDESCRIPTOR_H
 
-#include <unistd.h>
 #include <utility>
+
+#include "Files.h"
 
 namespace CmnCrypto::Cli {
 
@@ -19,8 +20,8 @@ public:
         return *this;
     }
     ~FileDescriptor() {
-        if (m_number > STDERR_FILENO) {
-            ::close(m_number);
+        if (m_number > standardError) {
+            closeFile(m_number);
         }
     }
 
@@ -28,7 +29,7 @@ public:
     bool isOpen() const noexcept { return m_number >= 0; }
 
     /** Closes any descriptor at once, for those who want to know. @return false with errno set */
-    bool close() noexcept { return ::close(std::exchange(m_number, -1)) == 0; }
+    bool close() noexcept { return closeFile(std::exchange(m_number, -1)); }
 
 private:
     int m_number;

@@ -36,17 +36,17 @@ struct HashOptions {
     bool quiet = false;
 };
 
-struct Digest {
+struct FileDigest {
     std::string hex;
     uint64_t bytes;
 };
 
-Digest hashFile(const std::string& name, _HASH_ALGO algorithm, bool quiet) {
+FileDigest hashFile(const std::string& name, _HASH_ALGO algorithm, bool quiet) {
     InputFile input(name);
     HashGenerator generator(algorithm);
     ProgressBar progress(name, input.size(), !quiet);
     std::vector<unsigned char> buffer(InputFile::pieceSize);
-    Digest digest = {"", 0};
+    FileDigest digest = {"", 0};
     size_t count = 0;
     do {
         count = input.read(buffer.data(), buffer.size());
@@ -100,7 +100,7 @@ ExitCode hashOne(const HashOptions& options, const Algorithm& algorithm, const s
     Json entry = {{"file", name}};
     ExitCode result = ExitCode::success;
     try {
-        const Digest digest = hashFile(name, algorithm.value, options.quiet);
+        const FileDigest digest = hashFile(name, algorithm.value, options.quiet);
         entry["digest"] = digest.hex;
         entry["bytes"] = digest.bytes;
         if (!options.json) {

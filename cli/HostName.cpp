@@ -1,37 +1,17 @@
 #include "HostName.h"
 
 #include <algorithm>
-#include <memory>
-#include <netdb.h>
-#include <netinet/in.h>
 
 #include <openssl/err.h>
 #include <openssl/tls1.h>
 #include <openssl/x509v3.h>
 
 #include "Failure.h"
+#include "Socket.h"
 
 namespace CmnCrypto::Cli {
 
 namespace {
-
-template <class Address> std::string bytesOf(const Address& address) {
-    return {reinterpret_cast<const char*>(&address), sizeof address};
-}
-
-/** @return the bytes of an address; empty when the text is none */
-std::string parseAddress(const std::string& text) {
-    addrinfo wanted = {};
-    wanted.ai_flags = AI_NUMERICHOST;
-    addrinfo* list = nullptr;
-    const int error = ::getaddrinfo(text.c_str(), nullptr, &wanted, &list);
-    const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> owner(list, &::freeaddrinfo);
-    if (error != 0 || list == nullptr) {
-        return "";
-    }
-    return list->ai_family == AF_INET6 ? bytesOf(reinterpret_cast<const sockaddr_in6*>(list->ai_addr)->sin6_addr)
-                                       : bytesOf(reinterpret_cast<const sockaddr_in*>(list->ai_addr)->sin_addr);
-}
 
 bool isControl(char letter) {
     const auto byte = static_cast<unsigned char>(letter);
@@ -52,7 +32,7 @@ HostName::HostName(const std::string& source, const std::string& text) : m_text(
         throw Failure(ExitCode::usage, source + ": is longer than " + std::to_string(TLSEXT_MAXLEN_host_name) +
                                            " characters, which no name of a host is");
     }
-    m_address = parseAddress(m_text);
+    m_address = addressBytes(m_text);
 }
 
 bool HostName::matches(X509* certificate) const {

@@ -1,20 +1,16 @@
 #include "InputFile.h"
 
 #include <cerrno>
-#include <fcntl.h>
-#include <unistd.h>
 
 #include "Failure.h"
 
 namespace CmnCrypto::Cli {
 
-InputFile::InputFile(const std::string& name)
-    : m_name(name), m_file(name == "-" ? STDIN_FILENO : ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)),
-      m_status() {
-    if (!m_file.isOpen() || ::fstat(m_file.get(), &m_status) != 0) {
+InputFile::InputFile(const std::string& name) : m_name(name), m_file(name == "-" ? standardInput : openToRead(name)) {
+    if (!m_file.isOpen() || !statusOf(m_file.get(), m_status)) {
         throw Failure::ofSystem(ExitCode::inputUnreadable, name, errno);
     }
-    if (S_ISDIR(m_status.st_mode)) {
+    if (m_status.kind == FileKind::folder) {
         throw Failure(ExitCode::inputUnreadable, name + ": is a folder; name a file");
     }
 }
@@ -22,7 +18,7 @@ InputFile::InputFile(const std::string& name)
 size_t InputFile::read(unsigned char* buffer, size_t size) {
     size_t filled = 0;
     while (filled < size) {
-        const ssize_t count = ::read(m_file.get(), buffer + filled, size - filled);
+        const ptrdiff_t count = readFrom(m_file.get(), buffer + filled, size - filled);
         if (count == 0) {
             break;
         }
@@ -36,7 +32,7 @@ size_t InputFile::read(unsigned char* buffer, size_t size) {
 }
 
 std::optional<uint64_t> InputFile::size() const noexcept {
-    return S_ISREG(m_status.st_mode) ? std::optional<uint64_t>(m_status.st_size) : std::nullopt;
+    return m_status.kind == FileKind::regular ? std::optional<uint64_t>(m_status.size) : std::nullopt;
 }
 
 } // namespace CmnCrypto::Cli

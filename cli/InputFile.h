@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <sys/stat.h>
 
 #include "FileDescriptor.h"
 
@@ -33,12 +32,12 @@ public:
     /** @return the size of a regular file, nothing for a pipe or a device */
     std::optional<uint64_t> size() const noexcept;
     /** @return what the system says about the opened file */
-    const struct stat& status() const noexcept { return m_status; }
+    const FileStatus& status() const noexcept { return m_status; }
 
 private:
     std::string m_name;
     FileDescriptor m_file;
-    struct stat m_status;
+    FileStatus m_status;
 };
 
 } // namespace CmnCrypto::Cli

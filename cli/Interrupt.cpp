@@ -1,11 +1,13 @@
 #include "Interrupt.h"
 
 #include <atomic>
-#include <cerrno>
+#include <csignal>
 #include <cstring>
-#include <unistd.h>
 
 #include "Failure.h"
+#include "Files.h"
+#include "Process.h"
+#include "ServerEvents.h"
 
 namespace CmnCrypto::Cli {
 
@@ -13,85 +15,53 @@ namespace {
 
 // Read by the handler. The paths change only while the signals are held back.
 char temporaryPaths[maximalTemporaryFiles][maximalTemporaryPath + 1];
-volatile sig_atomic_t progressShown = 0;
-volatile sig_atomic_t reportJson = 0;
-std::atomic<int> stopDescriptor{-1};
+volatile std::sig_atomic_t progressShown = 0;
+volatile std::sig_atomic_t reportJson = 0;
+std::atomic<ServerEvents*> waiting{nullptr};
 std::atomic<bool> stopped{false};
-static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
+static_assert(std::atomic<ServerEvents*>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 
 void writeAll(int descriptor, const char* text) noexcept {
-    if (::write(descriptor, text, std::strlen(text)) < 0) {
+    if (writeTo(descriptor, text, std::strlen(text)) < 0) {
         return; // nobody is left to tell
     }
 }
 
-extern "C" void endProcess(int) {
-    if (const int descriptor = stopDescriptor.exchange(-1); descriptor >= 0) {
-        const int before = errno;
+} // namespace
+
+void handleInterrupt() noexcept {
+    if (ServerEvents* const events = waiting.exchange(nullptr); events != nullptr) {
         stopped = true;
-        writeAll(descriptor, "s");
-        errno = before;
+        events->wake();
         return;
     }
     for (const auto& path : temporaryPaths) {
         if (path[0] != '\0') {
-            ::unlink(path);
+            removeFile(path);
         }
     }
     if (progressShown != 0) {
-        writeAll(STDERR_FILENO, eraseLine);
+        writeAll(standardError, eraseLine);
     }
-    writeAll(STDERR_FILENO, "cmncrypto: interrupted\n");
+    writeAll(standardError, "cmncrypto: interrupted\n");
     if (reportJson != 0) {
-        writeAll(STDOUT_FILENO, "{\"error\":\"interrupted\",\"code\":null,\"exit\":130}\n");
+        writeAll(standardOutput, "{\"error\":\"interrupted\",\"code\":null,\"exit\":130}\n");
     }
-    ::_exit(static_cast<int>(ExitCode::interrupted));
+    endProcess(static_cast<int>(ExitCode::interrupted));
 }
-
-sigset_t endingSignals() noexcept {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-        sigaddset(&signals, number);
-    }
-    return signals;
-}
-
-} // namespace
 
 void installSignalHandlers(bool json) {
     reportJson = json ? 1 : 0;
-    struct sigaction action = {};
-    action.sa_mask = endingSignals();
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-        struct sigaction before = {};
-        // A signal that the caller ignores stays ignored: nohup relies on it.
-        if (sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
-            action.sa_handler = endProcess;
-            sigaction(number, &action, nullptr);
-        }
-    }
-    action.sa_handler = SIG_IGN;
-    sigaction(SIGPIPE, &action, nullptr);
-    sigaction(SIGXFSZ, &action, nullptr);
+    catchSignals();
 }
 
-void stopOnSignal(int descriptor) noexcept {
+void stopOnSignal(ServerEvents* events) noexcept {
     stopped = false;
-    stopDescriptor = descriptor;
+    waiting = events;
 }
 
 bool stopAsked() noexcept {
     return stopped;
-}
-
-SignalBlock::SignalBlock() noexcept : m_before() {
-    const sigset_t signals = endingSignals();
-    pthread_sigmask(SIG_BLOCK, &signals, &m_before);
-}
-
-SignalBlock::~SignalBlock() {
-    pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
 }
 
 void addTemporaryFile(const std::string& path) noexcept {

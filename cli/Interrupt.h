@@ -1,10 +1,12 @@
 /** @file
- * What SIGINT, SIGTERM and SIGHUP do: remove the temporary files, tidy the terminal, end with 130.
+ * What SIGINT, SIGTERM and SIGHUP, or Ctrl-C, Ctrl-Break and the end of the console do: remove the temporary files,
+ * tidy the terminal, end with 130.
  */
 #ifndef CMNCRYPTO_CLI_INTERRUPT_H
 #define CMNCRYPTO_CLI_INTERRUPT_H
 
-#include <signal.h>
+#include <array>
+#include <cstddef>
 #include <string>
 
 namespace CmnCrypto::Cli {
@@ -17,16 +19,27 @@ namespace CmnCrypto::Cli {
  */
 void installSignalHandlers(bool json);
 
+/** The system's part of it. */
+void catchSignals();
+
+class ServerEvents;
+
 /**
- * For a subcommand whose end is a signal: the first one sets stopAsked() and writes a byte to @p descriptor, which must
- * not block; a second one ends the process as ever.
+ * For a subcommand whose end is a signal: the first one sets stopAsked() and wakes who waits for @p events; a second
+ * one ends the process as ever. @param events null: the first one does, too
  */
-void stopOnSignal(int descriptor) noexcept;
+void stopOnSignal(ServerEvents* events) noexcept;
 /** @return whether a signal has come since stopOnSignal() */
 bool stopAsked() noexcept;
 
-/** Holds the three signals back, also in threads that it starts, while a temporary file and its registration must
- * change together. */
+/**
+ * What a signal does, as long as it is not held back. It calls nothing that a signal handler must not.
+ * @return when the process is to go on
+ */
+void handleInterrupt() noexcept;
+
+/** Holds these signals back, also in threads that it starts, while a temporary file and its registration must change
+ * together. */
 class SignalBlock {
 public:
     SignalBlock() noexcept;
@@ -35,7 +48,7 @@ public:
     SignalBlock& operator=(const SignalBlock&) = delete;
 
 private:
-    sigset_t m_before;
+    std::array<unsigned long long, 16> m_before; ///< whatever the system keeps of the state before
 };
 
 /** Longest path that can be registered. */

@@ -169,7 +169,7 @@ ExitCode runCheck(const KeyFileOptions& options) {
     return details.hasProblems() ? ExitCode::negative : ExitCode::success;
 }
 
-Command addNewCommand(CLI::App& group) {
+Command addNewKeyCommand(CLI::App& group) {
     auto options = std::make_shared<NewKeyOptions>();
     CLI::App* parser = group.add_subcommand("new", "Make an RSA key");
     parser->add_option("-b,--bits", options->bits, "Length of the modulus, 1024 to 16384")->capture_default_str();
@@ -205,9 +205,9 @@ std::vector<Command> addKeyCommands(CLI::App& app) {
     CLI::App* check = addKeyFileParser(*group, "check", "Check that a private key opens and is sound", *checked);
     check->add_option("--cert", checked->certificate, "Certificate, in PEM or DER, that is to be for this key")
         ->check(namedFile());
-    return {addNewCommand(*group), {show, [shown] { return runShow(*shown); }}, {check, [checked] {
-                                                                                     return runCheck(*checked);
-                                                                                 }}};
+    return {addNewKeyCommand(*group), {show, [shown] { return runShow(*shown); }}, {check, [checked] {
+                                                                                        return runCheck(*checked);
+                                                                                    }}};
 }
 
 } // namespace CmnCrypto::Cli

@@ -1,10 +1,6 @@
 #include "LineOutput.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <climits>
-#include <poll.h>
-#include <unistd.h>
 
 #include "Writing.h"
 
@@ -25,23 +21,21 @@ void LineOutput::add(const std::string& line, bool last) {
 }
 
 void LineOutput::writeSome() {
-    // A descriptor that poll() calls ready takes so much at once; its file may be others' too, so that it stays
-    // blocking.
-    while (isWaiting() && waitFor(STDOUT_FILENO, POLLOUT, Deadline(0))) {
-        const ssize_t written = ::write(STDOUT_FILENO, m_waiting.data(), std::min<size_t>(m_waiting.size(), PIPE_BUF));
-        if (written >= 0) {
-            m_waiting.erase(0, static_cast<size_t>(written));
-        } else if (errno == EINTR || errno == EAGAIN) {
-            return; // a signal, which is to be heard now
-        } else {
+    while (isWaiting()) {
+        const ptrdiff_t taken = m_output.write(m_waiting.data(), m_waiting.size());
+        if (taken < 0) {
             m_waiting.clear();
             failToWrite("standard output", errno);
         }
+        if (taken == 0) {
+            return; // no room, or a signal, which is to be heard now
+        }
+        m_waiting.erase(0, static_cast<size_t>(taken));
     }
 }
 
 bool LineOutput::flush(const Deadline& deadline) {
-    while (isWaiting() && waitFor(STDOUT_FILENO, POLLOUT, deadline)) {
+    while (isWaiting() && m_output.waitForRoom(deadline)) {
         writeSome();
     }
     return !isWaiting();

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <string>
 
+#include "PatientOutput.h"
 #include "Socket.h"
 
 namespace CmnCrypto::Cli {
@@ -19,7 +20,7 @@ class LineOutput {
 public:
     /** @param line without its line feed @param last goes in although there is no room */
     void add(const std::string& line, bool last = false);
-    bool isWaiting() const noexcept { return !m_waiting.empty(); }
+    bool isWaiting() const noexcept { return !m_waiting.empty() || m_output.isBusy(); }
     size_t lost() const noexcept { return m_lost; }
 
     /** Writes what can be written without waiting. @throws Failure (output cannot be written); nothing waits then */
@@ -29,6 +30,7 @@ public:
 
 private:
     std::string m_waiting;
+    PatientOutput m_output;
     size_t m_lost = 0;
 };
 

@@ -1,10 +1,9 @@
 #include "OpenSslTls.h"
 
-#include <system_error>
-
 #include <openssl/err.h>
 
 #include "KeyDescription.h"
+#include "SystemText.h"
 
 namespace CmnCrypto::Cli {
 
@@ -42,7 +41,7 @@ std::string signatureOf(SSL* ssl) {
     return kind + (hashed ? std::string("+") + OBJ_nid2sn(digest) : "");
 }
 
-Json orNull(const std::string& text) {
+Json namedOrNull(const std::string& text) {
     return text.empty() ? Json() : Json(text);
 }
 
@@ -51,8 +50,8 @@ Json orNull(const std::string& text) {
 void addNegotiated(SSL* ssl, Details& details) {
     details.add("Protocol", "protocol", SSL_get_version(ssl));
     details.add("Cipher suite", "cipher", SSL_get_cipher_name(ssl));
-    details.add("Key exchange group", "group", orNull(groupOf(ssl)));
-    details.add("Signature", "signature", orNull(signatureOf(ssl)));
+    details.add("Key exchange group", "group", namedOrNull(groupOf(ssl)));
+    details.add("Signature", "signature", namedOrNull(signatureOf(ssl)));
     ERR_clear_error();
 }
 
@@ -62,7 +61,7 @@ std::string firstSslReason() {
         return "";
     }
     if (ERR_SYSTEM_ERROR(error)) {
-        return std::generic_category().message(ERR_GET_REASON(error));
+        return systemText(ERR_GET_REASON(error));
     }
     const char* const reason = ERR_reason_error_string(error);
     return reason == nullptr ? "error " + std::to_string(error) : reason;

@@ -1,16 +1,11 @@
 #include "OutputFile.h"
 
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <fcntl.h>
-#include <filesystem>
-#include <memory>
-#include <unistd.h>
 #include <vector>
 
 #include "Failure.h"
 #include "Interrupt.h"
+#include "Terminal.h"
 #include "Writing.h"
 
 namespace CmnCrypto::Cli {
@@ -25,51 +20,19 @@ Failure exists(const std::string& name) {
     return {ExitCode::outputExists, name + ": exists already; choose another name or add --force"};
 }
 
-mode_t currentUmask() {
-    const mode_t mask = ::umask(077);
-    ::umask(mask);
-    return mask;
-}
-
-/** Gives a file its name unless the name is taken. @return false with errno set, EEXIST when it is taken */
-bool renameWithoutReplacing(const char* from, const char* to) {
-    if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) {
-        return true;
-    }
-    if (errno != EINVAL && errno != ENOSYS) {
-        return false;
-    }
-    // File systems without that flag (some network ones) have hard links.
-    return ::link(from, to) == 0 && ::unlink(from) == 0;
-}
-
-/** Makes a rename last; a file system that cannot do it is no reason to fail. */
-void syncFolder(const std::string& folder) {
-    const FileDescriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (descriptor.isOpen()) {
-        ::fsync(descriptor.get());
-    }
-}
-
-std::string folderOf(const std::string& path) {
-    const std::string folder = std::filesystem::path(path).parent_path().string();
-    return folder.empty() ? "." : folder;
-}
-
 } // namespace
 
-OutputFile::OutputFile(const OutputOptions& options) : m_name(options.name), m_existing(), m_force(options.force) {
+OutputFile::OutputFile(const OutputOptions& options) : m_name(options.name), m_force(options.force) {
     openTarget(options.force);
     if (!m_target.isOpen()) {
         createTemporary(folderOf(m_path));
-        if (!options.confidential && ::fchmod(m_file.get(), 0666 & ~currentUmask()) != 0) {
+        if (!options.confidential && !shareWithOthers(m_file.get())) {
             const Failure failure = unwritable(m_name);
             discard();
             throw failure;
         }
     } else if (options.holdBack) {
-        const char* folder = std::getenv("TMPDIR");
-        createTemporary(folder != nullptr && *folder != '\0' ? folder : "/tmp");
+        createTemporary(temporaryFolder());
         discard(); // the open file lives on without a name
     }
 }
@@ -80,8 +43,8 @@ OutputFile::~OutputFile() {
 
 void OutputFile::openTarget(bool force) {
     if (m_name == "-") {
-        m_target = FileDescriptor(STDOUT_FILENO);
-        if (::fstat(STDOUT_FILENO, &m_existing) != 0) {
+        m_target = FileDescriptor(standardOutput);
+        if (!statusOf(standardOutput, m_existing)) {
             throw unwritable(label());
         }
         return;
@@ -90,19 +53,18 @@ void OutputFile::openTarget(bool force) {
         throw Failure(ExitCode::usage, "-o: the name is empty; name a file");
     }
     m_path = m_name;
-    if (::stat(m_name.c_str(), &m_existing) != 0) {
-        struct stat link = {};
+    if (!statusOf(m_name, m_existing)) {
         if (errno != ENOENT) {
             throw unwritable(m_name);
         }
-        if (!force && ::lstat(m_name.c_str(), &link) == 0) {
+        if (!force && isNameTaken(m_name)) {
             throw exists(m_name); // a symbolic link that leads nowhere
         }
         m_existing = {};
-    } else if (S_ISDIR(m_existing.st_mode)) {
+    } else if (m_existing.kind == FileKind::folder) {
         throw Failure(ExitCode::outputUnwritable, m_name + ": is a folder; name a file in it");
-    } else if (!S_ISREG(m_existing.st_mode)) {
-        m_target = FileDescriptor(::open(m_name.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+    } else if (m_existing.kind != FileKind::regular) {
+        m_target = FileDescriptor(openToWrite(m_name));
         if (!m_target.isOpen()) {
             throw unwritable(m_name);
         }
@@ -110,30 +72,28 @@ void OutputFile::openTarget(bool force) {
         throw exists(m_name);
     } else {
         // A symbolic link stays one; the file that it leads to is replaced.
-        const std::unique_ptr<char, decltype(&std::free)> real(::realpath(m_name.c_str(), nullptr), &std::free);
-        m_path = real ? real.get() : m_name;
+        m_path = resolveLinks(m_name);
     }
 }
 
 void OutputFile::createTemporary(const std::string& folder) {
-    const std::string pattern = folder + "/.cmncrypto-XXXXXX";
-    if (pattern.size() > maximalTemporaryPath) {
+    std::string path = folder + "/.cmncrypto-XXXXXX";
+    if (path.size() > maximalTemporaryPath) {
         throw Failure(ExitCode::outputUnwritable, m_name + ": the path is too long");
     }
-    std::vector<char> path(pattern.c_str(), pattern.c_str() + pattern.size() + 1);
     const SignalBlock block;
-    m_file = FileDescriptor(::mkostemp(path.data(), O_CLOEXEC));
+    m_file = FileDescriptor(createTemporaryFile(path));
     if (!m_file.isOpen()) {
         throw unwritable(label() + ": no file can be created in " + folder);
     }
-    m_temporary = path.data();
+    m_temporary = path;
     addTemporaryFile(m_temporary);
 }
 
 void OutputFile::discard() noexcept {
     if (!m_temporary.empty()) {
         const SignalBlock block;
-        ::unlink(m_temporary.c_str());
+        removeFile(m_temporary.c_str());
         removeTemporaryFile(m_temporary);
         m_temporary.clear();
     }
@@ -144,14 +104,14 @@ void OutputFile::refuseSameAs(const InputFile& input) const {
 }
 
 void OutputFile::refuseSameAs(const std::string& input) const {
-    struct stat status = {};
-    if (input != "-" && ::stat(input.c_str(), &status) == 0) {
+    FileStatus status;
+    if (input != "-" && statusOf(input, status)) {
         refuseSameAs(status);
     }
 }
 
-void OutputFile::refuseSameAs(const struct stat& status) const {
-    if (S_ISREG(status.st_mode) && status.st_dev == m_existing.st_dev && status.st_ino == m_existing.st_ino) {
+void OutputFile::refuseSameAs(const FileStatus& status) const {
+    if (isSameFile(status, m_existing)) {
         throw Failure(ExitCode::usage, m_name + ": is the input as well; name another output");
     }
 }
@@ -169,7 +129,7 @@ void OutputFile::commit() {
     if (m_file.isOpen()) {
         copyHeldBack();
     }
-    if (m_target.get() != STDOUT_FILENO && !m_target.close()) {
+    if (m_target.get() != standardOutput && !m_target.close()) {
         throw unwritable(m_name);
     }
 }
@@ -177,9 +137,9 @@ void OutputFile::commit() {
 void OutputFile::copyHeldBack() {
     FileDescriptor held = std::move(m_file); // from here on write() goes to the target
     std::vector<unsigned char> buffer(InputFile::pieceSize);
-    ssize_t count = ::lseek(held.get(), 0, SEEK_SET) == 0 ? 1 : -1;
+    ptrdiff_t count = rewindFile(held.get()) ? 1 : -1;
     while (count > 0) {
-        count = ::read(held.get(), buffer.data(), buffer.size());
+        count = readFrom(held.get(), buffer.data(), buffer.size());
         write(buffer.data(), count > 0 ? static_cast<size_t>(count) : 0);
     }
     if (count < 0) {
@@ -188,24 +148,23 @@ void OutputFile::copyHeldBack() {
 }
 
 void OutputFile::rename() {
-    if (::fsync(m_file.get()) != 0 || !m_file.close()) {
+    if (!synchronize(m_file.get()) || !m_file.close()) {
         throw unwritable(m_name);
     }
     const SignalBlock block;
-    const bool done = m_force ? ::rename(m_temporary.c_str(), m_path.c_str()) == 0
-                              : renameWithoutReplacing(m_temporary.c_str(), m_path.c_str());
+    const bool done = m_force ? renameReplacing(m_temporary, m_path) : renameWithoutReplacing(m_temporary, m_path);
     if (!done) {
         throw errno == EEXIST ? exists(m_name) : unwritable(m_name);
     }
     removeTemporaryFile(m_temporary);
     m_temporary.clear();
-    m_made = m_existing.st_nlink == 0;
-    syncFolder(folderOf(m_path));
+    m_made = m_existing.kind == FileKind::none;
+    synchronizeFolder(folderOf(m_path));
 }
 
 void OutputFile::withdraw() noexcept {
     if (m_made) {
-        ::unlink(m_path.c_str());
+        removeFile(m_path.c_str());
         m_made = false;
     }
 }
@@ -215,11 +174,11 @@ std::string OutputFile::label() const {
 }
 
 bool OutputFile::isTerminal() const noexcept {
-    return m_target.isOpen() && ::isatty(m_target.get()) == 1;
+    return m_target.isOpen() && Cli::isTerminal(m_target.get());
 }
 
 std::string defaultBinaryOutput() {
-    if (::isatty(STDOUT_FILENO) == 1) {
+    if (isTerminal(standardOutput)) {
         throw Failure(ExitCode::usage,
                       "standard output: is a terminal; name an output with -o FILE (-o - writes here all the same)");
     }

@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <string>
-#include <sys/stat.h>
 
 #include "FileDescriptor.h"
 #include "InputFile.h"
@@ -51,7 +50,7 @@ public:
     bool isTerminal() const noexcept;
 
 private:
-    void refuseSameAs(const struct stat& status) const;
+    void refuseSameAs(const FileStatus& status) const;
     void openTarget(bool force);
     void createTemporary(const std::string& folder);
     void copyHeldBack();
@@ -64,7 +63,7 @@ private:
     FileDescriptor m_target; // standard output, pipe or device
     FileDescriptor m_file;   // temporary file
     std::string m_temporary; // its path while it has one
-    struct stat m_existing;  // the target as found, zero if it was not there
+    FileStatus m_existing;   // the target as found, of no kind if it was not there
     bool m_force;
     bool m_made = false; // commit() made a file where none had been
 };

@@ -5,8 +5,8 @@
 #define CMNCRYPTO_CLI_PASSPHRASE_H
 
 #include <string>
-#include <sys/stat.h>
 
+#include "Files.h"
 #include "Secret.h"
 
 namespace CmnCrypto::Cli {
@@ -22,7 +22,7 @@ Secret readPassPhrase(const std::string& name, bool quiet);
 Secret readOptionalPassPhrase(const std::string& name, bool quiet);
 
 /** Warns of a file with a secret that is open to others. */
-void warnIfReadableByOthers(const std::string& name, const struct stat& status, bool quiet);
+void warnIfReadableByOthers(const std::string& name, const FileStatus& status, bool quiet);
 /** As above, for a file that is not open; "-" is none. */
 void warnIfReadableByOthers(const std::string& name, bool quiet);
 

@@ -140,9 +140,9 @@ void writeParts(const UnpackOptions& options, const std::vector<Part>& parts) {
 /** @return the same text for all spellings of one file */
 std::string plainName(const std::string& name) {
     std::error_code error;
-    const std::filesystem::path absolute = std::filesystem::absolute(name, error);
+    const std::filesystem::path absolute = std::filesystem::absolute(std::filesystem::u8path(name), error);
     const std::filesystem::path plain = std::filesystem::weakly_canonical(absolute, error);
-    return name.empty() || name == "-" ? name : (error ? absolute.lexically_normal() : plain).string();
+    return name.empty() || name == "-" ? name : (error ? absolute.lexically_normal() : plain).u8string();
 }
 
 void checkUsage(const UnpackOptions& options) {

@@ -1,9 +1,8 @@
 #include "PrivateKeyInput.h"
 
-#include <cstdio>
-
 #include "FileOption.h"
 #include "KeyDescription.h"
+#include "MemoryStream.h"
 #include "PassPhrase.h"
 #include "PemInput.h"
 
@@ -76,15 +75,11 @@ Failure cannotSign(const X509PrivateKey& key, const std::string& label, const st
 }
 
 Secret privateKeyPem(const X509PrivateKey& key, const Secret& passPhrase) {
-    Secret pem(maximalKeyPem);
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(fmemopen(pem.data(), pem.size(), "w"), &std::fclose);
-    // A buffer of the stream's own would not be wiped.
-    if (!file || std::setvbuf(file.get(), nullptr, _IONBF, 0) != 0 ||
-        key.saveToFile(file.get(), passPhrase.text()) != 0) {
+    MemoryStream file(maximalKeyPem);
+    if (file.stream() == nullptr || key.saveToFile(file.stream(), passPhrase.text()) != 0) {
         throw Failure(ExitCode::internal, "private key: cannot be written; --log-level failure shows more");
     }
-    pem.shorten(static_cast<size_t>(std::ftell(file.get())));
-    return pem;
+    return file.finish();
 }
 
 } // namespace CmnCrypto::Cli

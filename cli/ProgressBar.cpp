@@ -4,11 +4,10 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <sys/ioctl.h>
-#include <unistd.h>
 #include <utility>
 
 #include "Interrupt.h"
+#include "Terminal.h"
 
 namespace CmnCrypto::Cli {
 
@@ -16,11 +15,6 @@ namespace {
 
 constexpr std::chrono::milliseconds patience(500);
 constexpr std::chrono::milliseconds period(100);
-
-size_t terminalWidth() {
-    struct winsize size = {};
-    return ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
-}
 
 std::string format(const char* pattern, double value) {
     std::array<char, 48> text = {};
@@ -62,8 +56,8 @@ std::string humanBytes(double bytes) {
 }
 
 ProgressBar::ProgressBar(std::string label, std::optional<uint64_t> total, bool wanted)
-    : m_label(std::move(label)), m_total(total), m_enabled(wanted && ::isatty(STDERR_FILENO) == 1),
-      m_start(Clock::now()), m_nextDraw(m_start + patience) {}
+    : m_label(std::move(label)), m_total(total), m_enabled(wanted && canRewriteLines()), m_start(Clock::now()),
+      m_nextDraw(m_start + patience) {}
 
 ProgressBar::~ProgressBar() {
     if (isProgressShown()) {

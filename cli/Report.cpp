@@ -1,9 +1,8 @@
 #include "Report.h"
 
 #include <cerrno>
-#include <unistd.h>
 
-#include "FileDescriptor.h"
+#include "Files.h"
 #include "Interrupt.h"
 #include "Printable.h"
 #include "Writing.h"
@@ -12,7 +11,7 @@ namespace CmnCrypto::Cli {
 
 void printLine(const std::string& text) {
     const std::string line = text + "\n";
-    writeFully(STDOUT_FILENO, reinterpret_cast<const unsigned char*>(line.data()), line.size(), "standard output");
+    writeFully(standardOutput, reinterpret_cast<const unsigned char*>(line.data()), line.size(), "standard output");
 }
 
 std::string jsonText(const Json& document) {
@@ -37,14 +36,14 @@ void printError(const std::string& text) noexcept {
         if (isProgressShown()) {
             setProgressShown(false);
         }
-        writeFully(STDERR_FILENO, reinterpret_cast<const unsigned char*>(line.data()), line.size(), "standard error");
+        writeFully(standardError, reinterpret_cast<const unsigned char*>(line.data()), line.size(), "standard error");
     } catch (...) {
         return; // the exit code still tells
     }
 }
 
 void closeStandardOutput() {
-    if (::close(STDOUT_FILENO) != 0) {
+    if (!finishStandardOutput()) {
         throw Failure::ofSystem(ExitCode::outputUnwritable, "standard output", errno);
     }
 }

@@ -1,24 +1,18 @@
 #include "RequestedNames.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <array>
 #include <cctype>
 #include <sstream>
 
 #include "Failure.h"
+#include "Socket.h"
 
 namespace CmnCrypto::Cli {
 
 namespace {
 
 constexpr std::array<const char*, 4> kinds = {"DNS:", "IP:", "email:", "URI:"};
-
-bool isAddress(const std::string& text) {
-    std::array<unsigned char, 16> bytes = {};
-    return ::inet_pton(AF_INET, text.c_str(), bytes.data()) == 1 ||
-           ::inet_pton(AF_INET6, text.c_str(), bytes.data()) == 1;
-}
 
 bool startsWith(const std::string& text, const std::string& start) {
     return text.compare(0, start.size(), start) == 0;
@@ -36,7 +30,7 @@ bool isVisible(unsigned char c) {
 bool isPlain(const std::string& kind, const std::string& value) {
     const auto holds = [&](char wanted) { return value.find(wanted) != std::string::npos; };
     if (kind == "IP:") {
-        return isAddress(value);
+        return isPlainAddress(value);
     }
     return !value.empty() && std::all_of(value.begin(), value.end(), kind == "DNS:" ? isHostCharacter : isVisible) &&
            (kind != "email:" || holds('@')) && (kind != "URI:" || holds(':'));
@@ -45,8 +39,8 @@ bool isPlain(const std::string& kind, const std::string& value) {
 std::string checkedName(const std::string& option, const std::string& name) {
     const auto* given =
         std::find_if(kinds.begin(), kinds.end(), [&](const char* kind) { return startsWith(name, kind); });
-    const bool bare = given == kinds.end() && (name.find(':') == std::string::npos || isAddress(name));
-    const std::string kind = given != kinds.end() ? *given : isAddress(name) ? "IP:" : "DNS:";
+    const bool bare = given == kinds.end() && (name.find(':') == std::string::npos || isPlainAddress(name));
+    const std::string kind = given != kinds.end() ? *given : isPlainAddress(name) ? "IP:" : "DNS:";
     const std::string value = given != kinds.end() ? name.substr(kind.size()) : name;
     if ((given == kinds.end() && !bare) || !isPlain(kind, value)) {
         throw Failure(ExitCode::usage, option + ": \"" + name + "\" is no alternative name; write DNS:host.example, " +

@@ -1,37 +1,46 @@
 #include "Socket.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <fcntl.h>
 #include <memory>
-#include <netdb.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <poll.h>
-#include <utility>
 
 #include "Failure.h"
+#include "SocketCalls.h"
 
 namespace CmnCrypto::Cli {
 
 namespace {
 
-FileDescriptor openSocket(const Endpoint& endpoint) {
-    FileDescriptor socket(::socket(endpoint.address.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    const int on = 1;
+static_assert(sizeof(sockaddr_storage) <= sizeof Endpoint::address && alignof(sockaddr_storage) <= 8);
+
+sockaddr* systems(Endpoint& endpoint) {
+    return reinterpret_cast<sockaddr*>(endpoint.address.data());
+}
+
+const sockaddr* systems(const Endpoint& endpoint) {
+    return reinterpret_cast<const sockaddr*>(endpoint.address.data());
+}
+
+bool isSixth(const Endpoint& endpoint) {
+    return systems(endpoint)->sa_family == AF_INET6;
+}
+
+Socket openSocket(const Endpoint& endpoint) {
+    Socket socket(newSocket(systems(endpoint)->sa_family));
     if (socket.isOpen()) {
-        ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        setOption(socket.number(), IPPROTO_TCP, TCP_NODELAY);
     }
     return socket;
 }
 
 /** Closes a socket without losing the reason why. */
-FileDescriptor failed(FileDescriptor socket, int reason) {
-    socket = FileDescriptor();
+Socket failed(Socket socket, int reason) {
+    socket = Socket();
     errno = reason;
-    return FileDescriptor();
+    return Socket();
 }
+
+using AddressList = std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)>;
 
 } // namespace
 
@@ -43,43 +52,42 @@ int Deadline::remaining() const {
 std::string Endpoint::text() const {
     std::array<char, NI_MAXHOST> host = {};
     std::array<char, NI_MAXSERV> service = {};
-    if (::getnameinfo(reinterpret_cast<const sockaddr*>(&address), length, host.data(), host.size(), service.data(),
+    if (::getnameinfo(systems(*this), static_cast<socklen_t>(length), host.data(), host.size(), service.data(),
                       service.size(), NI_NUMERICHOST | NI_NUMERICSERV) != 0) {
         return "unknown";
     }
-    const bool sixth = address.ss_family == AF_INET6;
-    return (sixth ? "[" : "") + std::string(host.data()) + (sixth ? "]:" : ":") + service.data();
+    return (isSixth(*this) ? "[" : "") + std::string(host.data()) + (isSixth(*this) ? "]:" : ":") + service.data();
 }
 
 int Endpoint::port() const {
-    return ntohs(address.ss_family == AF_INET6 ? reinterpret_cast<const sockaddr_in6&>(address).sin6_port
-                                               : reinterpret_cast<const sockaddr_in&>(address).sin_port);
+    return ntohs(isSixth(*this) ? reinterpret_cast<const sockaddr_in6*>(systems(*this))->sin6_port
+                                : reinterpret_cast<const sockaddr_in*>(systems(*this))->sin_port);
 }
 
 void Endpoint::setPort(int port) {
-    (address.ss_family == AF_INET6 ? reinterpret_cast<sockaddr_in6&>(address).sin6_port
-                                   : reinterpret_cast<sockaddr_in&>(address).sin_port) =
-        htons(static_cast<uint16_t>(port));
+    (isSixth(*this) ? reinterpret_cast<sockaddr_in6*>(systems(*this))->sin6_port
+                    : reinterpret_cast<sockaddr_in*>(systems(*this))->sin_port) = htons(static_cast<uint16_t>(port));
 }
 
 std::vector<Endpoint> resolve(const std::string& host, int port, bool listening) {
+    startSockets();
     addrinfo wanted = {};
     wanted.ai_socktype = SOCK_STREAM;
     wanted.ai_flags = listening ? AI_PASSIVE : AI_ADDRCONFIG;
     addrinfo* list = nullptr;
     const int error = ::getaddrinfo(host.c_str(), nullptr, &wanted, &list);
-    const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> owner(list, &::freeaddrinfo);
+    const AddressList owner(list, &::freeaddrinfo);
     if (error != 0) {
         throw Failure(ExitCode::inputUnreadable,
-                      "host " + host + ": " + ::gai_strerror(error) + "; give a name or an address that there is");
+                      "host " + host + ": " + resolverText(error) + "; give a name or an address that there is");
     }
     std::vector<Endpoint> endpoints;
     for (const addrinfo* entry = list; entry != nullptr; entry = entry->ai_next) {
         if (entry->ai_family == AF_INET || entry->ai_family == AF_INET6) {
             Endpoint endpoint;
             endpoint.length = entry->ai_addrlen;
-            std::copy_n(reinterpret_cast<const char*>(entry->ai_addr), entry->ai_addrlen,
-                        reinterpret_cast<char*>(&endpoint.address));
+            std::copy_n(reinterpret_cast<const unsigned char*>(entry->ai_addr), endpoint.length,
+                        endpoint.address.data());
             endpoint.setPort(port);
             endpoints.push_back(endpoint);
         }
@@ -87,50 +95,83 @@ std::vector<Endpoint> resolve(const std::string& host, int port, bool listening)
     return endpoints;
 }
 
-FileDescriptor listenAt(Endpoint& endpoint) {
-    FileDescriptor socket = openSocket(endpoint);
+std::string addressBytes(const std::string& text) {
+    startSockets();
+    addrinfo wanted = {};
+    wanted.ai_flags = AI_NUMERICHOST;
+    addrinfo* list = nullptr;
+    const int error = ::getaddrinfo(text.c_str(), nullptr, &wanted, &list);
+    const AddressList owner(list, &::freeaddrinfo);
+    if (error != 0 || list == nullptr) {
+        return "";
+    }
+    const bool sixth = list->ai_family == AF_INET6;
+    const void* const bytes = sixth
+                                  ? static_cast<const void*>(&reinterpret_cast<sockaddr_in6*>(list->ai_addr)->sin6_addr)
+                                  : &reinterpret_cast<sockaddr_in*>(list->ai_addr)->sin_addr;
+    return {static_cast<const char*>(bytes), sixth ? sizeof(in6_addr) : sizeof(in_addr)};
+}
+
+bool isPlainAddress(const std::string& text) {
+    startSockets();
+    std::array<unsigned char, sizeof(in6_addr)> bytes = {};
+    return ::inet_pton(AF_INET, text.c_str(), bytes.data()) == 1 ||
+           ::inet_pton(AF_INET6, text.c_str(), bytes.data()) == 1;
+}
+
+Socket listenAt(Endpoint& endpoint) {
+    Socket socket = openSocket(endpoint);
     if (!socket.isOpen()) {
-        return socket;
+        return failed(std::move(socket), lastSocketError());
     }
-    const int on = 1;
-    ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    if (endpoint.address.ss_family == AF_INET6) {
-        ::setsockopt(socket.get(), IPPROTO_IPV6, IPV6_V6ONLY, &on, sizeof on); // the other family has its own
+    setOption(socket.number(), SOL_SOCKET, ownPort);
+    if (isSixth(endpoint)) {
+        setOption(socket.number(), IPPROTO_IPV6, IPV6_V6ONLY); // the other family has its own
     }
-    auto* const address = reinterpret_cast<sockaddr*>(&endpoint.address);
-    if (::bind(socket.get(), address, endpoint.length) != 0 || ::listen(socket.get(), SOMAXCONN) != 0 ||
-        ::getsockname(socket.get(), address, &endpoint.length) != 0) {
-        return failed(std::move(socket), errno);
+    auto length = static_cast<socklen_t>(endpoint.length);
+    if (::bind(native(socket.number()), systems(endpoint), length) != 0 ||
+        ::listen(native(socket.number()), SOMAXCONN) != 0 ||
+        ::getsockname(native(socket.number()), systems(endpoint), &length) != 0) {
+        return failed(std::move(socket), lastSocketError());
     }
+    endpoint.length = static_cast<size_t>(length);
     return socket;
 }
 
-FileDescriptor connectTo(const Endpoint& endpoint, const Deadline& deadline) {
-    FileDescriptor socket = openSocket(endpoint);
-    if (!socket.isOpen() ||
-        ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&endpoint.address), endpoint.length) == 0) {
+Socket connectTo(const Endpoint& endpoint, const Deadline& deadline) {
+    Socket socket = openSocket(endpoint);
+    if (!socket.isOpen()) {
+        return failed(std::move(socket), lastSocketError());
+    }
+    if (::connect(native(socket.number()), systems(endpoint), static_cast<socklen_t>(endpoint.length)) == 0) {
         return socket;
     }
-    if (errno != EINPROGRESS) {
-        return failed(std::move(socket), errno);
+    if (const int error = lastSocketError(); error != connecting) {
+        return failed(std::move(socket), error);
     }
-    if (!waitFor(socket.get(), POLLOUT, deadline)) {
+    if (!waitFor(socket, SocketEvent::writable, deadline)) {
         return failed(std::move(socket), ETIMEDOUT);
     }
-    int error = 0;
-    socklen_t size = sizeof error;
-    if (::getsockopt(socket.get(), SOL_SOCKET, SO_ERROR, &error, &size) != 0 || error != 0) {
-        return failed(std::move(socket), error != 0 ? error : errno);
+    const int error = pendingError(socket.number());
+    return error == 0 ? std::move(socket) : failed(std::move(socket), error);
+}
+
+Socket acceptClient(const Socket& listener, Endpoint& peer) {
+    auto length = static_cast<socklen_t>(peer.address.size());
+    Socket socket(acceptSocket(listener.number(), systems(peer), length));
+    if (!socket.isOpen()) {
+        return failed(std::move(socket), lastSocketError());
     }
+    peer.length = static_cast<size_t>(length);
+    setOption(socket.number(), IPPROTO_TCP, TCP_NODELAY);
     return socket;
 }
 
-bool waitFor(int descriptor, short events, const Deadline& deadline) {
-    pollfd waiting = {descriptor, events, 0};
+bool waitFor(const Socket& socket, SocketEvent event, const Deadline& deadline) {
     int ready = 0;
     do {
-        ready = ::poll(&waiting, 1, deadline.remaining());
-    } while (ready < 0 && errno == EINTR);
+        ready = waitForSocket(socket.number(), event, deadline.remaining());
+    } while (ready < 0 && lastSocketError() == EINTR);
     return ready > 0;
 }
 

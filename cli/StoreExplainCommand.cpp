@@ -128,7 +128,7 @@ Command addStoreExplainCommand(CLI::App& group) {
     auto options = std::make_shared<ExplainOptions>();
     CLI::App* parser =
         group.add_subcommand("explain", "Which certificate a store path selects, and why the others are refused");
-    addStoreOption(*parser, options->folder)->required();
+    addStoreOption(*parser, options->folder);
     parser->add_option("-t,--time-lag", options->timeLag,
                        "Of several, prefer the newest that has been valid for so many minutes");
     parser->add_flag("--json", options->json, "Print the result as one JSON document");

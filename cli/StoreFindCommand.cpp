@@ -74,7 +74,7 @@ ExitCode runFind(const FindOptions& options) {
 Command addStoreFindCommand(CLI::App& group) {
     auto options = std::make_shared<FindOptions>();
     CLI::App* parser = group.add_subcommand("find", "Find a certificate by its SHA-1 fingerprint");
-    addStoreOption(*parser, options->folder)->required();
+    addStoreOption(*parser, options->folder);
     options->storesGiven =
         parser->add_option("-i,--in", options->stores, "Stores to search, NAME,...; without this option all of them");
     parser->add_flag("--pem", options->pem, "Print the certificate in PEM, nothing else");

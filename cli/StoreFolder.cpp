@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <utility>
 
 #include <openssl/pem.h>
@@ -11,8 +9,11 @@
 #include "CertificateDetails.h"
 #include "Commands.h"
 #include "FileOption.h"
+#include "Files.h"
 #include "OpenSslOwner.h"
 #include "ReadableName.h"
+#include "SystemStores.h"
+#include "cmncrypto/SoftwareCertStore.h"
 #include "cmncrypto/TimeLagCertificateFilter.h"
 
 namespace CmnCrypto::Cli {
@@ -36,7 +37,7 @@ OwnedCertificate decoded(const WinCertStoreCertificate& certificate) {
     return x509;
 }
 
-std::string storeList(const WinCertStore::SoftwareCertStore& stores) {
+std::string storeList(const StoreSet& stores) {
     std::string list;
     for (const std::string& name : stores.storeNames()) {
         list += (list.empty() ? "" : ", ") + name;
@@ -61,26 +62,40 @@ std::vector<std::string> splitOutsideQuotes(const std::string& text, char delimi
     return pieces;
 }
 
-} // namespace
-
-CLI::Option* addStoreOption(CLI::App& parser, std::string& folder) {
-    return parser.add_option("-s,--store", folder, "Folder of which each subfolder is a certificate store")
+CLI::Option* addFolderOption(CLI::App& parser, std::string& folder) {
+    return parser
+        .add_option("-s,--store", folder,
+                    std::string("Folder of which each subfolder is a certificate store") +
+                        (hasSystemStores() ? "; without this option the machine's stores" : ""))
         ->check(namedFile());
 }
 
-std::shared_ptr<WinCertStore::SoftwareCertStore> useStores(const std::string& folder) {
-    struct stat status = {};
-    const bool there = ::stat(folder.c_str(), &status) == 0;
-    if (there && !S_ISDIR(status.st_mode)) {
+} // namespace
+
+void addStoreOption(CLI::App& parser, std::string& folder) {
+    addFolderOption(parser, folder)->required(!hasSystemStores());
+}
+
+void addStoreOptionIfWanted(CLI::App& parser, std::string& folder) {
+    addFolderOption(parser, folder);
+}
+
+std::shared_ptr<const StoreSet> useStores(const std::string& folder) {
+    if (folder.empty()) {
+        return std::make_shared<StoreSet>(StoreSet{WinCertStore::certStorePlatform(), systemStoreNames});
+    }
+    FileStatus status;
+    const bool there = statusOf(folder, status);
+    if (there && status.kind != FileKind::folder) {
         throw Failure(ExitCode::inputUnreadable,
                       folder + ": is no folder; --store takes the folder that holds the stores");
     }
-    if (!there || ::access(folder.c_str(), R_OK | X_OK) != 0) {
+    if (!there || !isFolderReadable(folder)) {
         throw Failure::ofSystem(ExitCode::inputUnreadable, folder, errno);
     }
     auto stores = std::make_shared<WinCertStore::SoftwareCertStore>(folder);
     WinCertStore::setCertStorePlatform(stores);
-    return stores;
+    return std::make_shared<StoreSet>(StoreSet{stores, [stores] { return stores->storeNames(); }});
 }
 
 std::vector<std::string> listedNames(const std::string& text) {
@@ -97,11 +112,11 @@ std::vector<std::string> listedNames(const std::string& text) {
     return names;
 }
 
-OpenedStore::OpenedStore(std::shared_ptr<WinCertStore::SoftwareCertStore> platform, const std::string& name)
-    : m_platform(std::move(platform)) {
+OpenedStore::OpenedStore(const std::shared_ptr<const StoreSet>& stores, const std::string& name)
+    : m_platform(stores->platform) {
     if (const uint32_t error = m_platform->openStore(name, true, m_handle); error != 0) {
         throw Failure(ExitCode::inputUnreadable, "store " + name + ": cannot be opened, " +
-                                                     m_platform->errorText(error) + "; " + storeList(*m_platform));
+                                                     m_platform->errorText(error) + "; " + storeList(*stores));
     }
 }
 

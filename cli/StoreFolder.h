@@ -4,6 +4,7 @@
 #ifndef CMNCRYPTO_CLI_STOREFOLDER_H
 #define CMNCRYPTO_CLI_STOREFOLDER_H
 
+#include <functional>
 #include <list>
 #include <memory>
 #include <string>
@@ -14,18 +15,27 @@
 #include "Details.h"
 #include "cmncrypto/CertificateFilter.h"
 #include "cmncrypto/CertificateSelector.h"
-#include "cmncrypto/SoftwareCertStore.h"
+#include "cmncrypto/CertStorePlatform.h"
 #include "cmncrypto/WinCertStoreCertificate.h"
 
 namespace CmnCrypto::Cli {
 
 using StoreFilters = std::list<std::shared_ptr<WinCertStore::CertificateFilter>>;
 
-/** Adds --store. */
-CLI::Option* addStoreOption(CLI::App& parser, std::string& folder);
+/** Adds --store, which only a system with stores of its own can do without. */
+void addStoreOption(CLI::App& parser, std::string& folder);
+/** As above, for a subcommand that can also do without any store. */
+void addStoreOptionIfWanted(CLI::App& parser, std::string& folder);
 
-/** Makes the stores of a folder those of the process. @throws Failure (input cannot be read) */
-std::shared_ptr<WinCertStore::SoftwareCertStore> useStores(const std::string& folder);
+/** The certificate stores that a subcommand works with, those of a folder or the system's. */
+struct StoreSet {
+    std::shared_ptr<WinCertStore::CertStorePlatform> platform;
+    std::function<std::vector<std::string>()> storeNames;
+};
+
+/** Makes the stores of a folder those of the process; with an empty name they are the system's.
+ *  @throws Failure (input cannot be read) */
+std::shared_ptr<const StoreSet> useStores(const std::string& folder);
 
 /** @return the words of a list separated by commas, without the blanks around them and without empty ones */
 std::vector<std::string> listedNames(const std::string& text);
@@ -34,7 +44,7 @@ std::vector<std::string> listedNames(const std::string& text);
 class OpenedStore {
 public:
     /** @throws Failure (input cannot be read) naming the stores that there are */
-    OpenedStore(std::shared_ptr<WinCertStore::SoftwareCertStore> platform, const std::string& name);
+    OpenedStore(const std::shared_ptr<const StoreSet>& stores, const std::string& name);
     ~OpenedStore() { m_platform->closeStore(m_handle); }
     OpenedStore(const OpenedStore&) = delete;
     OpenedStore& operator=(const OpenedStore&) = delete;
@@ -44,7 +54,7 @@ public:
     std::vector<WinCertStore::WinCertStoreCertificate> certificates() const;
 
 private:
-    std::shared_ptr<WinCertStore::SoftwareCertStore> m_platform;
+    std::shared_ptr<WinCertStore::CertStorePlatform> m_platform;
     WinCertStore::CertStoreHandle m_handle = nullptr;
 };
 

@@ -39,7 +39,7 @@ ExitCode runList(const ListOptions& options) {
         stores.push_back({{"name", name}, {"certificates", contents}});
     }
     if (options.json) {
-        printJson({{"store", options.folder}, {"stores", stores}});
+        printJson({{"store", options.folder.empty() ? Json() : Json(options.folder)}, {"stores", stores}});
     } else {
         printLine(names.empty() ? "no stores: each subfolder of " + printable(options.folder) + " would be one" : text);
     }
@@ -51,7 +51,7 @@ ExitCode runList(const ListOptions& options) {
 Command addStoreListCommand(CLI::App& group) {
     auto options = std::make_shared<ListOptions>();
     CLI::App* parser = group.add_subcommand("list", "The stores of a folder and their certificates");
-    addStoreOption(*parser, options->folder)->required();
+    addStoreOption(*parser, options->folder);
     parser->add_flag("--json", options->json, "Print the result as one JSON document");
     parser->add_option("NAME", options->name, "This store only");
     return {parser, [options] { return runList(*options); }};

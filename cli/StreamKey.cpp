@@ -15,7 +15,7 @@ using Encryption::KSCrypt;
 /** IV length of AES-256-CBC, the one cipher whose IV is the caller's. */
 constexpr size_t ivLength = 16;
 
-Failure unusable(const std::string& text) {
+Failure unusableStreamKey(const std::string& text) {
     return {ExitCode::keyUnusable, text};
 }
 
@@ -52,7 +52,7 @@ Secret readKeyFile(const std::string& name, size_t keyLength, bool quiet) {
         content.shorten(file.read(content.bytes(), content.size()));
         warnIfReadableByOthers(name, file.status(), quiet);
     } catch (const Failure& failure) {
-        throw unusable(failure.what());
+        throw unusableStreamKey(failure.what());
     }
     if (content.size() == keyLength) {
         return content;
@@ -64,8 +64,8 @@ Secret readKeyFile(const std::string& name, size_t keyLength, bool quiet) {
     }
     Secret key;
     if (!parseHex(content.data(), length, keyLength, key)) {
-        throw unusable(name + ": is no key for this cipher; it must hold " + std::to_string(keyLength) + " bytes or " +
-                       std::to_string(2 * keyLength) + " hexadecimal digits");
+        throw unusableStreamKey(name + ": is no key for this cipher; it must hold " + std::to_string(keyLength) +
+                                " bytes or " + std::to_string(2 * keyLength) + " hexadecimal digits");
     }
     return key;
 }
@@ -77,7 +77,7 @@ StreamKey obtainStreamKey(const KeyOptions& options, InputFile* encrypted) {
     const bool wantsIv = options.type == KSCrypt::AES_256_CBC_EVP;
     StreamKey result;
     if (!options.iv.empty() && !parseHex(options.iv.data(), options.iv.size(), ivLength, result.iv)) {
-        throw unusable("--iv: is no IV; give " + std::to_string(2 * ivLength) + " hexadecimal digits");
+        throw unusableStreamKey("--iv: is no IV; give " + std::to_string(2 * ivLength) + " hexadecimal digits");
     }
     if (!options.keyFile.empty()) {
         result.key = readKeyFile(options.keyFile, keyLength, options.quiet);

@@ -59,9 +59,8 @@ long noteSystemReason(BIO* transport, int operation, const char*, size_t, int, l
 
 class Conversation {
 public:
-    Conversation(const TlsService& service, int socket)
-        : m_service(service), m_socket(static_cast<uint64_t>(socket)), m_deadline(service.milliseconds),
-          m_ssl(SSL_new(service.context)) {
+    Conversation(const TlsService& service, uint64_t socket)
+        : m_service(service), m_socket(socket), m_deadline(service.milliseconds), m_ssl(SSL_new(service.context)) {
         if (!m_ssl) {
             throw std::bad_alloc();
         }
@@ -224,7 +223,7 @@ void prepareForConversations(SSL_CTX* context) {
     SSL_CTX_set_info_callback(context, noteReason);
 }
 
-std::string converse(const TlsService& service, int socket, const std::string& peer) {
+std::string converse(const TlsService& service, uint64_t socket, const std::string& peer) {
     Conversation conversation(service, socket);
     const std::string outcome = conversation.run();
     if (!service.json) {

@@ -4,6 +4,7 @@
 #ifndef CMNCRYPTO_CLI_TLSCONVERSATION_H
 #define CMNCRYPTO_CLI_TLSCONVERSATION_H
 
+#include <cstdint>
 #include <string>
 
 #include <openssl/ssl.h>
@@ -29,7 +30,7 @@ void prepareForConversations(SSL_CTX* context);
  * @param peer its address
  * @return what came of it as one line of the log
  */
-std::string converse(const TlsService& service, int socket, const std::string& peer);
+std::string converse(const TlsService& service, uint64_t socket, const std::string& peer);
 
 } // namespace CmnCrypto::Cli
 

@@ -3,12 +3,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <new>
-#include <poll.h>
-#include <system_error>
 
 #include <openssl/err.h>
 
 #include "Failure.h"
+#include "SystemText.h"
 
 namespace CmnCrypto::Cli {
 
@@ -70,9 +69,9 @@ void Handshake::run(const Deadline& deadline) {
     SSL_set_app_data(m_ssl.get(), &m_askedForCertificate); // only the handshake itself looks at it
     for (;;) {
         ERR_clear_error();
-        errno = 0;
+        clearSocketError();
         const int result = SSL_connect(m_ssl.get());
-        const int error = errno;
+        const int error = lastSocketError();
         if (result == 1) {
             return;
         }
@@ -82,11 +81,11 @@ void Handshake::run(const Deadline& deadline) {
             m_refused = isAnswer(ERR_peek_error()) && !m_askedForCertificate;
             m_reason = firstSslReason();
             if (m_reason.empty()) {
-                m_reason = error != 0 ? std::generic_category().message(error) : "the server closed the connection";
+                m_reason = error != 0 ? systemText(error) : "the server closed the connection";
             }
             break;
         }
-        if (!waitFor(m_socket.get(), what == SSL_ERROR_WANT_READ ? POLLIN : POLLOUT, deadline)) {
+        if (!waitFor(m_socket, what == SSL_ERROR_WANT_READ ? SocketEvent::readable : SocketEvent::writable, deadline)) {
             m_reason = "timed out";
             break;
         }
@@ -102,7 +101,8 @@ OwnedSession Handshake::session(const Deadline& deadline) const {
         if (session && SSL_SESSION_is_resumable(session.get()) == 1) {
             return session;
         }
-        if (SSL_get_error(m_ssl.get(), -1) != SSL_ERROR_WANT_READ || !waitFor(m_socket.get(), POLLIN, deadline)) {
+        if (SSL_get_error(m_ssl.get(), -1) != SSL_ERROR_WANT_READ ||
+            !waitFor(m_socket, SocketEvent::readable, deadline)) {
             break;
         }
     }
@@ -116,13 +116,13 @@ Handshake TlsProbe::tryOut(const Offer& offer) const {
     Handshake handshake;
     handshake.m_socket = connectTo(m_server, deadline);
     if (!handshake.hasConnected()) {
-        handshake.m_reason = std::generic_category().message(errno);
+        handshake.m_reason = systemText(errno);
         return handshake;
     }
     const OwnedContext context = contextFor(offer);
     handshake.m_ssl.reset(SSL_new(context.get()));
     SSL* const ssl = handshake.m_ssl.get();
-    if (ssl == nullptr || SSL_set_fd(ssl, handshake.m_socket.get()) != 1 ||
+    if (ssl == nullptr || SSL_set_fd(ssl, static_cast<int>(handshake.m_socket.number())) != 1 ||
         (!m_serverName.empty() && SSL_set_tlsext_host_name(ssl, m_serverName.c_str()) != 1) ||
         (offer.session != nullptr && SSL_set_session(ssl, offer.session) != 1)) {
         failSetup();

@@ -46,7 +46,7 @@ private:
     friend class TlsProbe;
     void run(const Deadline& deadline);
 
-    FileDescriptor m_socket;
+    Socket m_socket;
     OwnedConnection m_ssl;
     std::string m_reason;
     bool m_refused = false;

@@ -2,9 +2,7 @@
 #include <list>
 #include <memory>
 #include <optional>
-#include <poll.h>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include <openssl/err.h>
@@ -13,6 +11,7 @@
 #include "ClientCheck.h"
 #include "Commands.h"
 #include "FileOption.h"
+#include "Files.h"
 #include "LineOutput.h"
 #include "OpenSslTls.h"
 #include "PassPhrase.h"
@@ -21,6 +20,7 @@
 #include "Report.h"
 #include "Socket.h"
 #include "StoreFolder.h"
+#include "SystemStores.h"
 #include "TlsConversation.h"
 #include "TlsServer.h"
 #include "cmncrypto/TLSOperations.h"
@@ -30,7 +30,7 @@ namespace CmnCrypto::Cli {
 
 namespace {
 
-constexpr int malformedPath = 8764;
+constexpr int malformedStorePath = 8764;
 constexpr int refusedByOpenSsl = 9110;
 /** With what TlsServer gives to connections, a server ends within two seconds. */
 constexpr int flushMilliseconds = 500;
@@ -56,7 +56,7 @@ bool isStorePath(const ServeOptions& options) {
     if (name == "-" || options.key == "-") {
         throw Failure(ExitCode::usage, "--cert, --key: are files; standard input is not read");
     }
-    if (::access(name.c_str(), F_OK) == 0) {
+    if (isThere(name)) {
         return false;
     }
     if (name.find('\\') == std::string::npos) {
@@ -64,7 +64,7 @@ bool isStorePath(const ServeOptions& options) {
                                 name + (options.store.empty() ? "" : " (no store path either: STORE\\ISSUER\\SUBJECT)"),
                                 ENOENT);
     }
-    if (options.store.empty()) {
+    if (options.store.empty() && !hasSystemStores()) {
         throw Failure(ExitCode::usage,
                       "--cert: there is no file " + name + "; as a path into certificate stores it needs --store DIR");
     }
@@ -120,7 +120,7 @@ bool isRefused(const ServeOptions& options, const WinCertStore::WinCertStoreCert
     if (const int code = selector.GetCertificate(certificate, false); code != 0) {
         std::list<WinCertStore::CandidateVerdict> candidates;
         selector.Explain(candidates);
-        throw Failure(code == malformedPath ? ExitCode::usage : ExitCode::inputUnreadable,
+        throw Failure(code == malformedStorePath ? ExitCode::usage : ExitCode::inputUnreadable,
                       "--cert: " + options.certificate + " selects no certificate: " + selectionText(code, candidates) +
                           "; cmncrypto store explain tells more",
                       code);
@@ -222,18 +222,18 @@ void warnIfNoSuiteServes(SSL_CTX* context) {
 }
 
 /** Listens on all addresses; without --host on this machine's own, of which the second one may be missing. */
-std::vector<FileDescriptor> listen(const ServeOptions& options, std::vector<std::string>& addresses) {
+std::vector<Socket> listen(const ServeOptions& options, std::vector<std::string>& addresses) {
     const bool loopback = options.host.empty();
     const int wanted = static_cast<int>(parseCount("--port", options.port, 0, 65535));
     std::vector<Endpoint> endpoints = resolve(loopback ? "127.0.0.1" : options.host, wanted, true);
     if (loopback) {
         endpoints.push_back(resolve("::1", wanted, true).front());
     }
-    std::vector<FileDescriptor> listeners;
+    std::vector<Socket> listeners;
     int port = wanted;
     for (Endpoint& endpoint : endpoints) {
         endpoint.setPort(port);
-        FileDescriptor listener = listenAt(endpoint);
+        Socket listener = listenAt(endpoint);
         if (listener.isOpen()) {
             listeners.push_back(std::move(listener));
             addresses.push_back(endpoint.text());
@@ -267,7 +267,7 @@ ExitCode takeLeave(const ServeOptions& options, size_t count, LineOutput& output
         return ExitCode::success;
     }
     // No exception: its report would wait for the same reader.
-    if (waitFor(STDERR_FILENO, POLLOUT, Deadline(0))) {
+    if (canWriteAtOnce(standardError)) {
         printError("standard output: nobody reads it; the last lines are lost");
     }
     return ExitCode::outputUnwritable;
@@ -290,7 +290,7 @@ ExitCode runServe(const ServeOptions& options) {
     const TlsService service = {context, clients ? &*clients : nullptr, seconds * 1000, options.json};
     LineOutput output;
     TlsServer server(listen(options, addresses), output,
-                     [&](int socket, const std::string& peer) { return converse(service, socket, peer); });
+                     [&](uint64_t socket, const std::string& peer) { return converse(service, socket, peer); });
     announce(options, addresses, output);
     return takeLeave(options, server.run(), output);
 }
@@ -320,7 +320,7 @@ Command addTlsServeCommand(CLI::App& group) {
         ->check(namedFile());
     parser->add_option("-p,--pass-file", options->passFile, "File whose first line is the pass phrase of the key")
         ->check(namedFile());
-    addStoreOption(*parser, options->store);
+    addStoreOptionIfWanted(*parser, options->store);
     parser->add_option("--time-lag", options->timeLag,
                        "Of several in the stores, prefer the newest that has been valid for so many minutes");
     parser->add_option("--ciphers", options->ciphers, "Cipher suites, as openssl ciphers takes them")

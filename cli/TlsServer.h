@@ -12,9 +12,8 @@
 #include <thread>
 #include <vector>
 
-#include "FileDescriptor.h"
 #include "LineOutput.h"
-#include "Socket.h"
+#include "ServerEvents.h"
 
 namespace CmnCrypto::Cli {
 
@@ -23,7 +22,7 @@ class TlsServer {
 public:
     /** Runs one connection on a blocking socket that stays the server's; its exceptions end the server.
      * @return a line about it */
-    using Serve = std::function<std::string(int socket, const std::string& peer)>;
+    using Serve = std::function<std::string(uint64_t socket, const std::string& peer)>;
 
     /**
      * From now on the first signal is for run().
@@ -31,7 +30,7 @@ public:
      * @param output takes the lines; no connection waits for its reader
      * @throws Failure (internal)
      */
-    TlsServer(std::vector<FileDescriptor> listeners, LineOutput& output, Serve serve);
+    TlsServer(std::vector<Socket> listeners, LineOutput& output, Serve serve);
     ~TlsServer();
     TlsServer(const TlsServer&) = delete;
     TlsServer& operator=(const TlsServer&) = delete;
@@ -45,26 +44,25 @@ public:
 
 private:
     struct Connection {
-        FileDescriptor socket;
+        Socket socket;
         std::atomic<bool> done{false};
         std::string line;
         std::exception_ptr failure;
         std::thread thread;
     };
 
-    void waitForEvents(std::vector<size_t>& ready, int milliseconds);
+    std::vector<size_t> waitForEvents(int milliseconds);
     void writeLines();
-    void accept(int listener);
-    void start(FileDescriptor socket, const std::string& peer);
+    void accept(const Socket& listener);
+    void start(Socket socket, const std::string& peer);
     void join(Connection& connection);
     void reap();
     void finish();
 
-    std::vector<FileDescriptor> m_listeners;
+    std::vector<Socket> m_listeners;
     LineOutput& m_output;
     Serve m_serve;
-    FileDescriptor m_wakeRead;
-    FileDescriptor m_wakeWrite;
+    ServerEvents m_events;
     std::list<Connection> m_connections;
     size_t m_count = 0;
     bool m_outOfResources = false; ///< of descriptors or threads: pause before the next one is accepted

@@ -28,7 +28,7 @@ struct VerifyOptions {
     CLI::Option* levelGiven = nullptr;
 };
 
-const std::map<std::string, crl_check_level> levels = {
+const std::map<std::string, crl_check_level> crlLevels = {
     {"off", CRL_CHECK_DISABLED}, {"leaf", CRL_CHECK_LEAF}, {"chain", CRL_CHECK_CHAIN}};
 
 /** Adds the lists that were asked about a certificate. */
@@ -160,7 +160,7 @@ ExitCode runVerify(const VerifyOptions& options) {
     const std::string level = options.levelGiven->count() > 0 ? options.level : options.lists.empty() ? "off" : "chain";
     const GivenLists lists(options.lists);
     const ChainAnswer answer = verifyChain({trustedCertificatesAsPem(options.trusted),
-                                            certificatesAsPem(options.chain.input), lists.lists, levels.at(level)});
+                                            certificatesAsPem(options.chain.input), lists.lists, crlLevels.at(level)});
     return report(options, level, answer, lists);
 }
 

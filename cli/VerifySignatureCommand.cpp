@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cctype>
-#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -9,6 +8,7 @@
 #include "Details.h"
 #include "DigestName.h"
 #include "FileOption.h"
+#include "Files.h"
 #include "KeyDescription.h"
 #include "PemInput.h"
 #include "PublicKeyInput.h"
@@ -19,7 +19,7 @@ namespace CmnCrypto::Cli {
 
 namespace {
 
-struct VerifyOptions {
+struct SignatureOptions {
     PublicKeyOptions key;
     std::string signature;
     std::string algorithm = "SHA256";
@@ -45,8 +45,7 @@ constexpr size_t shortestText = 64;
 
 /** Takes a file of that name, in Base64 with or without line ends or the bytes themselves, or the text in Base64. */
 Signature readSignature(const std::string& value) {
-    std::error_code ignored;
-    const bool file = value == "-" || std::filesystem::exists(value, ignored) || value.size() < shortestText;
+    const bool file = value == "-" || isThere(value) || value.size() < shortestText;
     const std::string content = file ? readWhole(value).text() : value;
     std::string text;
     std::copy_if(content.begin(), content.end(), std::back_inserter(text),
@@ -69,7 +68,7 @@ bool isGenuine(const X509PublicKey& key, const std::string& data, Signature& sig
                           digestOf(algorithm));
 }
 
-ExitCode runVerify(const VerifyOptions& options) {
+ExitCode runVerifySignature(const SignatureOptions& options) {
     if ((options.input == "-" ? 1 : 0) + (options.signature == "-" ? 1 : 0) +
             (options.key.usesStandardInput() ? 1 : 0) >
         1) {
@@ -97,7 +96,7 @@ ExitCode runVerify(const VerifyOptions& options) {
 } // namespace
 
 Command addVerifySignatureCommand(CLI::App& app) {
-    auto options = std::make_shared<VerifyOptions>();
+    auto options = std::make_shared<SignatureOptions>();
     CLI::App* parser = app.add_subcommand("verify-signature", "Verify a signature; exit code 1 when it is not genuine");
     addPublicKeyOptions(*parser, options->key);
     parser
@@ -109,7 +108,7 @@ Command addVerifySignatureCommand(CLI::App& app) {
     parser->add_flag("--json", options->json, "Print the result as one JSON document");
     parser->add_option("IN", options->input, "File that was signed, read whole; - or none: standard input")
         ->check(namedFile());
-    return {parser, [options] { return runVerify(*options); }};
+    return {parser, [options] { return runVerifySignature(*options); }};
 }
 
 } // namespace CmnCrypto::Cli

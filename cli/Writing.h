@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <cstddef>
 #include <string>
-#include <unistd.h>
 
 #include "Failure.h"
+#include "Files.h"
 
 namespace CmnCrypto::Cli {
 
@@ -24,7 +24,7 @@ namespace CmnCrypto::Cli {
 /** Writes all bytes. @throws Failure (output cannot be written), naming @p name */
 inline void writeFully(int descriptor, const unsigned char* data, size_t size, const std::string& name) {
     while (size > 0) {
-        const ssize_t written = ::write(descriptor, data, size);
+        const ptrdiff_t written = writeTo(descriptor, data, size);
         if (written >= 0) {
             data += written;
             size -= static_cast<size_t>(written);

@@ -2,9 +2,7 @@
 #include <cctype>
 #include <charconv>
 #include <cstring>
-#include <fcntl.h>
 #include <sstream>
-#include <unistd.h>
 #include <vector>
 
 #include <openssl/crypto.h>
@@ -12,6 +10,7 @@
 #include "Commands.h"
 #include "Interrupt.h"
 #include "LogPrinter.h"
+#include "Process.h"
 #include "Report.h"
 
 namespace CmnCrypto::Cli {
@@ -34,15 +33,6 @@ constexpr char exitCodes[] = R"(Exit codes:
 
 Outputs appear whole or not at all; a failed decryption leaves nothing.)";
 
-/** A descriptor that the caller closed would be taken by the first file we open: put a dead one there. */
-void occupyStandardDescriptors() {
-    for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (::fcntl(number, F_GETFD) < 0 && ::open("/dev/null", number == STDIN_FILENO ? O_WRONLY : O_RDONLY) < 0) {
-            return; // without /dev/null we go on as we are
-        }
-    }
-}
-
 /** Known before the command line is parsed, so that a wrong one is answered in the wanted form too. */
 bool wantsJson(const std::vector<std::string>& arguments) {
     const auto end = std::find(arguments.begin(), arguments.end(), "--");
@@ -56,11 +46,10 @@ std::vector<Command> addCommands(CLI::App& app) {
         commands.push_back(add(app));
     }
     for (const auto& addGroup : {addCertCommands, addChainCommands, addCrlCommands, addKeyCommands, addCsrCommands,
-                                 addPkcs12Commands, addStoreCommands, addTlsCommands}) {
+                                 addPkcs12Commands, addStoreCommands, addTlsCommands, addFipsCommands}) {
         const std::vector<Command> group = addGroup(app);
         commands.insert(commands.end(), group.begin(), group.end());
     }
-    commands.push_back(addFipsCommand(app));
     return commands;
 }
 
@@ -72,7 +61,7 @@ std::string mistake(const CLI::App& app, const CLI::ParseError& error) {
                                : ", and \"" + unknown.front() + "\" is unknown");
 }
 
-ExitCode parseAndRun(int argc, const char* const* argv) {
+ExitCode parseAndRun(const std::vector<std::string>& arguments) {
     CLI::App app(
         "Digests, random numbers, encrypted streams, certificates and their stores, revocation, keys and TLS through "
         "libcmncryptocore",
@@ -89,7 +78,7 @@ ExitCode parseAndRun(int argc, const char* const* argv) {
     const std::vector<Command> commands = addCommands(app);
     app.footer(exitCodes);
     try {
-        app.parse(argc, argv);
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // CLI11 begins with the last
     } catch (const CLI::ParseError& answer) {
         std::ostringstream out;
         std::ostringstream ignored;
@@ -122,13 +111,14 @@ void reportFailure(const Failure& failure, bool json) {
     }
 }
 
-ExitCode execute(int argc, const char* const* argv) {
+ExitCode execute(int argc, char** argv) {
     bool json = false;
     try {
-        occupyStandardDescriptors();
-        json = wantsJson({argv, argv + argc});
+        prepareStandardStreams();
+        const std::vector<std::string> arguments = commandLine(argc, argv);
+        json = wantsJson(arguments);
         installSignalHandlers(json);
-        const ExitCode exit = parseAndRun(argc, argv);
+        const ExitCode exit = parseAndRun(arguments);
         closeStandardOutput();
         return exit;
     } catch (...) {

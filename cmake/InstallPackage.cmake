@@ -35,3 +35,5 @@ file(RELATIVE_PATH CMNCRYPTO_PC_TO_PREFIX
 cmake_path(SET CMNCRYPTO_PC_TO_PREFIX NORMALIZE "${CMNCRYPTO_PC_TO_PREFIX}")
 configure_file(packaging/cmncryptocore.pc.in "${PROJECT_BINARY_DIR}/package/cmncryptocore.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/package/cmncryptocore.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
+include(WindowsPackage)

@@ -4,10 +4,21 @@
 set -euo pipefail
 list="$(dirname "$0")/exported-symbols.txt"
 
-# The standard library's own instantiations are weak and depend on the compiler.
+exported() {
+    if [[ "$1" == *.dll ]]; then
+        x86_64-w64-mingw32-objdump -p "$1" | sed -n '/Ordinal\/Name Pointer/,/^$/ s/^\t\[[ 0-9]*\] //p' | c++filt |
+            sed -e 's/long long/long/g' -e 's/ull>/ul>/g' -e 's/_iobuf/_IO_FILE/g'
+    else
+        nm -D --defined-only -C "$1" | cut -d' ' -f3-
+    fi
+}
+
+# The standard library's own instantiations are weak and depend on the compiler; so does whether classes within a class
+# that is exported are, and the names of types.
 symbols() {
-    nm -D --defined-only -C "$1" | cut -d' ' -f3- |
+    exported "$1" |
         grep -Ev '^(typeinfo (name )?for )?(std|__gnu_cxx)::|^[^(]* (std|__gnu_cxx)::|^(_init|_fini)$' |
+        grep -Ev '^typeinfo name for |::(Software|Windows)Signing\>' |
         sed -e 's/std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >/std::string/g' \
             -e 's/\[abi:cxx11\]//' -e 's/std::vector<\([^,]*\), std::allocator<[^>]*> >/std::vector<\1>/g' |
         LC_ALL=C sort -u

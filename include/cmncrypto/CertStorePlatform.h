@@ -139,13 +139,15 @@ public:
     /** Removes a certificate from the store that it was found in. @param context is released in any case */
     virtual uint32_t removeFromStore(CertContext context);
     /**
-     * Adds the certificate of a PKCS#12 bundle that has a key, with its key, and the bundle's other certificates.
+     * Adds the certificate of a PKCS#12 bundle that has a key, with its key, and the bundle's other certificates as its
+     * issuers. @return ERROR_INVALID_PASSWORD (86) and CRYPT_E_NO_KEY_PROPERTY for what they say
      * @param password in UTF-8 @param exportable whether the key may ever leave the store again
      * @param context receives the certificate in the store, to be released
      */
     virtual uint32_t importBundle(CertStoreHandle store, const unsigned char* der, size_t length,
                                   const std::string& password, bool exportable, CertContext& context);
-    /** Packs a certificate, its issuers and its key. @param der the bundle, to be wiped @throws std::bad_alloc */
+    /** Packs a certificate, its issuers and its key. @param der the bundle, to be wiped @return NTE_NOT_SUPPORTED,
+     *  NTE_BAD_KEY_STATE or NTE_PERM for a key that may not leave its store @throws std::bad_alloc */
     virtual uint32_t exportBundle(CertContext context, const std::string& password, std::vector<unsigned char>& der);
     /** Verifies a certificate up to a root that the machine trusts. @return 0 or why it is not valid, as a CERT_E_,
      *          TRUST_E_ or CRYPT_E_ number @throws std::bad_alloc */

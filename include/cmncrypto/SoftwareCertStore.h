@@ -68,6 +68,39 @@ public:
     uint32_t hexToBinary(const std::string& digits, std::vector<unsigned char>& bytes) override;
     std::string errorText(uint32_t error) override;
 
+    /** @return CRYPT_E_ASN1_ERROR for what is no certificate, or more than one */
+    uint32_t createContext(const unsigned char* der, size_t length, CertContext& context) override;
+    /**
+     * Removes the file of a certificate, with what else is in it, and its ".key" file.
+     * @return ERROR_ACCESS_DENIED for a store that was opened to be read or cannot be written, CRYPT_E_NOT_FOUND when
+     *         the certificate is not there any more, ERROR_INVALID_PARAMETER for one that is in no store
+     */
+    uint32_t removeFromStore(CertContext context) override;
+    /**
+     * Writes two new files named by the certificate's SHA-1 digest: the key, unencrypted and readable by its owner
+     * only, and then the certificate with the bundle's other ones behind it, where they serve as its issuers. A
+     * certificate that is there without a key gets the key alone, one with its key stays as it is.
+     * @param exportable no matter: keys do not leave this store
+     * @return also ERROR_INVALID_PASSWORD, CRYPT_E_ASN1_ERROR for what is no bundle, ERROR_INVALID_DATA for one that
+     *         cannot be opened, CRYPT_E_NO_KEY_PROPERTY, CRYPT_E_EXISTS for a certificate that is there with a key that
+     *         does not serve, ERROR_ACCESS_DENIED
+     */
+    uint32_t importBundle(CertStoreHandle store, const unsigned char* der, size_t length, const std::string& password,
+                          bool exportable, CertContext& context) override;
+    /** @return NTE_NOT_SUPPORTED, as keys do not leave this store; acquireKey()'s for a certificate without one */
+    uint32_t exportBundle(CertContext context, const std::string& password, std::vector<unsigned char>& der) override;
+    /**
+     * Trusts the certificates of the store "Root" that have signed themselves, and finds issuers in every store and in
+     * the certificate's own file. MD5, SHA-1 and RSA keys far below 1024 bits do not count. Where revocation is asked
+     * for, there must be a list in PEM or DER in a "*.crl" file of the stores "Root" and "CA" from each issuer of the
+     * chain; a certificate that has signed itself needs none.
+     * @return CERT_E_EXPIRED, CERT_E_UNTRUSTEDROOT, CERT_E_CHAINING, TRUST_E_CERT_SIGNATURE, CERT_E_CN_NO_MATCH,
+     *         CERT_E_WRONG_USAGE, TRUST_E_BASIC_CONSTRAINTS, CERT_E_INVALID_NAME, CERT_E_CRITICAL, CRYPT_E_REVOKED,
+     *         CRYPT_E_REVOCATION_OFFLINE without a list that can be relied on, TRUST_E_FAIL for anything else;
+     * OpenSSL's own reason is logged
+     */
+    uint32_t verifyChain(CertContext context, const CertChainPolicy& policy) override;
+
 private:
     class SoftwareSigning;
 

@@ -86,6 +86,15 @@ public:
      *  releases what is in it @return 0; 8793; 20 for an empty certificate */
     static int acquire_private_key(const WinCertStoreCertificate& certificate, QX_CRYPTO_DATA& data) noexcept;
 
+    /**
+     * Sees to it that the account of the process may use the private key of a certificate: for programs that set a
+     * host up. Nothing calls it on its own, as it changes the permissions of the key.
+     * @return 0 when the account may use it, also after that has been granted, and where that is no matter of the
+     *         store; 8790 when it may not and it cannot be granted, or the store does not give the key; 8793 there is
+     *         no key; 20 for an empty certificate; 36
+     */
+    static int RequestPrivKeyPermissionsIfNeeded(const WinCertStoreCertificate& certificate) noexcept;
+
     /** Replaces the extra chain of a context's certificate by the issuers of @p certificate, without the root, which
      *  peers have themselves. @return 0; 9110; 20; 36 */
     static int append_chain(const WinCertStoreCertificate& certificate, SSL_CTX* ctx) noexcept;

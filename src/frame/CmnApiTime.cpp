@@ -1,9 +1,7 @@
 // The conversions of CmnApi for the text of a certificate time.
 
+#include <cstdio>
 #include <cstring>
-#include <iomanip>
-#include <locale>
-#include <sstream>
 
 #include "cmncrypto/CmnApi.h"
 #include "frame/Logging.h"
@@ -96,11 +94,11 @@ std::string CmnApi::convertCertTimeToTMString(const std::string& text) {
         clogmsg(logFailure, function, "Failed to convert time string to struct tm: error%d", result);
         return {};
     }
-    std::ostringstream printed;
-    printed.imbue(std::locale::classic()); // English month names, whatever the host's locale
-    printed << std::put_time(&time, "%b %d %H:%M:%S %Y GMT");
+    char printed[64]; // not by strftime(), which knows no second 61 on some systems
+    std::snprintf(printed, sizeof printed, "%s %02d %02d:%02d:%02d %d GMT", months[time.tm_mon], time.tm_mday,
+                  time.tm_hour, time.tm_min, time.tm_sec, time.tm_year + 1900);
     clogmsg(logInfo, function, "convertSSLTimetoTm succeed to start date");
-    return printed.str();
+    return printed;
 }
 
 } // namespace CmnCrypto

@@ -11,7 +11,7 @@ inline void logOpenSslError(const char* function, unsigned long error) {
     if (error != 0 && isLogged()) {
         char text[1024];
         ERR_error_string_n(error, text, sizeof text);
-        clogmsg(logFailure, function, "OpenSSL error %ld :  %s", static_cast<long>(error), text);
+        clogmsg(logFailure, function, "OpenSSL error %lu :  %s", error, text);
     }
 }
 

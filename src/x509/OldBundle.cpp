@@ -40,14 +40,20 @@ public:
         return safes != nullptr;
     }
 
-    void take(BundleParts& parts) {
+    /** @return false when memory is short */
+    bool take(BundleParts& parts) {
+        parts.further.reset(sk_X509_new_null());
         for (OpenSslPtr<X509>& certificate : m_certificates) {
-            if (m_key && X509_check_private_key(certificate.get(), m_key.get()) == 1) {
+            if (m_key && !parts.certificate && X509_check_private_key(certificate.get(), m_key.get()) == 1) {
                 parts.certificate = std::move(certificate);
-                break;
+            } else if (sk_X509_push(parts.further.get(), certificate.get()) > 0) {
+                static_cast<void>(certificate.release());
+            } else {
+                return false;
             }
         }
         parts.key = std::move(m_key);
+        return true;
     }
 
 private:
@@ -120,11 +126,7 @@ bool openOldBundle(const unsigned char* data, int length, const char* password, 
     }
     const OpenSslPtr<PKCS12> owner(bundle);
     Walk walk(password, context);
-    if (!walk.through(bundle)) {
-        return false;
-    }
-    walk.take(parts);
-    return true;
+    return walk.through(bundle) && walk.take(parts);
 }
 
 } // namespace CmnCrypto

@@ -9,6 +9,7 @@ namespace CmnCrypto {
 struct BundleParts {
     OpenSslPtr<X509> certificate; ///< the one of the key
     OpenSslPtr<EVP_PKEY> key;
+    OpenSslPtr<STACK_OF(X509)> further; ///< the other certificates, null for none
 };
 
 /**

@@ -3,10 +3,8 @@
 #include "cmncrypto/CmnApi.h"
 #include "cmncrypto/X509Certificate.h"
 #include "frame/Failure.h"
-#include "frame/FipsMode.h"
 #include "ossl/ErrorQueue.h"
-#include "ossl/LegacyContext.h"
-#include "x509/OldBundle.h"
+#include "x509/BundleReader.h"
 
 namespace CmnCrypto {
 
@@ -14,28 +12,6 @@ namespace {
 
 constexpr const char* packTag = "X509Certificate::convertToPKCS12";
 constexpr const char* unpackTag = "X509Certificate::extractCertFromPKCS12";
-
-/** Takes a bundle apart. @return false with the reason in the error queue */
-bool parse(PKCS12* pkcs12, const char* password, BundleParts& parts) {
-    EVP_PKEY* key = nullptr;
-    X509* certificate = nullptr;
-    const int result = PKCS12_parse(pkcs12, password, &key, &certificate, nullptr);
-    parts.key.reset(key);
-    parts.certificate.reset(certificate);
-    return result == 1;
-}
-
-/** Takes a bundle apart whose encryption the process's own providers do not know. */
-bool parseOldFormat(const unsigned char* data, int length, const char* password, BundleParts& parts) {
-    const std::string algorithm = ossl::missingAlgorithm();
-    const ossl::LegacyContext context;
-    if (!context.isUsable()) {
-        clogmsg(logFailure, unpackTag, "OpenSSL's legacy provider is not available, which %s needs", algorithm.c_str());
-        return false;
-    }
-    ossl::clearErrors();
-    return openOldBundle(data, length, password, context, parts);
-}
 
 } // namespace
 
@@ -85,11 +61,7 @@ void X509Certificate::extractCertFromPKCS12(const unsigned char* data, int lengt
         fail(unpackTag, "Failed to de serialize certificate and private key from buffer.", codeReadFailed);
     }
     BundleParts bundle;
-    bool parsed = parse(pkcs12.get(), password, bundle);
-    if (!parsed && ossl::isAlgorithmMissing() && fips::FIPS_mode() == 0) {
-        parsed = parseOldFormat(data, length, password, bundle);
-    }
-    if (!parsed) {
+    if (!readBundle(unpackTag, pkcs12.get(), data, length, password, bundle)) {
         fail(unpackTag, "Failed to parse structure using certificate and key.", codeReadFailed);
     }
     *certificate = bundle.certificate.release();

@@ -1,11 +1,10 @@
 // Certificates on a clock that stands still and on a disk that is full.
 
-#include <csignal>
 #include <filesystem>
-#include <sys/resource.h>
 
 #include "faults/Faults.h"
 #include "testlib/Pki.h"
+#include "testlib/Platform.h"
 #include "testlib/Testlib.h"
 
 namespace {
@@ -46,18 +45,17 @@ TEST(CertificateFaults, FullDisk) {
     const X509Certificate certificate(text, INIT_TYPE_BLOB);
     const X509CertChain chain(text + text, INIT_TYPE_BLOB, false);
     inOwnProcess([&] {
-        std::signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit = {text.size() / 2, text.size() / 2};
-        setrlimit(RLIMIT_FSIZE, &limit);
+        if (!limitFileSize(text.size() / 2)) {
+            return;
+        }
         const std::string path = folder.path("new");
         EXPECT_EQ(thrown([&] { certificate.saveToFile(path); }), "14 Failed to write certificate");
         EXPECT_EQ(thrown([&] { chain.saveToFile(path); }), "14 Failed to write certificate");
         EXPECT_FALSE(std::filesystem::exists(path));
     });
-    std::FILE* const full = std::fopen("/dev/full", "w");
-    std::setvbuf(full, nullptr, _IONBF, 0);
-    EXPECT_EQ(X509PrivateKey(keyOf("P-256"), false).saveToFile(full, ""), 1);
-    std::fclose(full);
+    const Owned<std::FILE> full(openFull());
+    std::setvbuf(full.get(), nullptr, _IONBF, 0);
+    EXPECT_EQ(X509PrivateKey(keyOf("P-256"), false).saveToFile(full.get(), ""), 1);
 }
 
 } // namespace

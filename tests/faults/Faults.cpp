@@ -20,6 +20,8 @@
 #include <openssl/x509.h>
 #include <openssl/x509v3.h>
 
+#include "faults/Wrap.h"
+
 namespace faults {
 
 namespace {
@@ -30,6 +32,8 @@ thread_local std::map<std::string, std::vector<size_t>> seen;
 thread_local std::map<std::string, size_t>* counted = nullptr;
 thread_local std::time_t present = 0;
 thread_local bool active = false; ///< outlives the others
+
+} // namespace
 
 bool strikes(const char* function) {
     if (!active) {
@@ -55,13 +59,15 @@ bool strikes(const char* function) {
     return next != '.';
 }
 
-template <class Length> void note(const char* function, Length length) {
+void noteLength(const char* function, size_t length) {
     const bool was = std::exchange(active, false); // what is noted here does not fail
-    seen[function].push_back(static_cast<size_t>(length));
+    seen[function].push_back(length);
     active = was;
 }
 
-} // namespace
+std::time_t stoppedAt() {
+    return present;
+}
 
 void plan(const std::string& function, const std::string& calls) {
     plans[function] = calls;
@@ -99,21 +105,6 @@ std::vector<size_t> lengths(const std::string& function) {
 
 } // namespace faults
 
-// The linker sends the library's calls of each function to its wrapper (--wrap); the build reads the names here.
-#define WRAP_EXPANDED(name, result, parameters, arguments, failure)                                                    \
-    extern "C" result __real_##name parameters;                                                                        \
-    extern "C" result __wrap_##name parameters {                                                                       \
-        return faults::strikes(#name) ? (failure) : __real_##name arguments;                                           \
-    }
-#define WRAP(...) WRAP_EXPANDED(__VA_ARGS__)
-#define P0 (), ()
-#define P1(A) (A a), (a)
-#define P2(A, B) (A a, B b), (a, b)
-#define P3(A, B, C) (A a, B b, C c), (a, b, c)
-#define P4(A, B, C, D) (A a, B b, C c, D d), (a, b, c, d)
-#define P5(A, B, C, D, E) (A a, B b, C c, D d, E e), (a, b, c, d, e)
-#define P7(A, B, C, D, E, F, G) (A a, B b, C c, D d, E e, F f, G g), (a, b, c, d, e, f, g)
-
 // What functions of one kind have in common: parameters, arguments, and what they answer when they fail.
 using In = const unsigned char*;
 #define FETCH (OSSL_LIB_CTX * lib, const char* id, const char* query), (lib, id, query), nullptr
@@ -122,7 +113,6 @@ using In = const unsigned char*;
     (EVP_CIPHER_CTX * c, unsigned char* out, int* made, In in, int size),                                              \
         (c, out, made, in, (faults::note(#name, size), size)), 0
 #define FINISH (EVP_CIPHER_CTX * c, unsigned char* out, int* made), (c, out, made), 0
-#define NEW_NOTHROW (size_t size, const std::nothrow_t& tag), (size, tag), nullptr
 
 // clang-format off: one line for each function
 WRAP(EVP_MD_fetch, EVP_MD*, FETCH)
@@ -160,8 +150,6 @@ WRAP(realloc, void*, (void* old, size_t size), (old, size), nullptr)
 WRAP(OPENSSL_cleanse, void, (void* data, size_t size), (data, (faults::note("OPENSSL_cleanse", size), size)), void())
 WRAP(calloc, void*, (size_t count, size_t size), (count, size), nullptr)
 WRAP(fclose, int, (FILE * file), (file), (__real_fclose(file), EOF))
-WRAP(_ZnwmRKSt9nothrow_t, void*, NEW_NOTHROW)
-WRAP(_ZnamRKSt9nothrow_t, void*, NEW_NOTHROW)
 WRAP(X509_NAME_new, X509_NAME*, P0, nullptr)
 WRAP(X509_NAME_dup, X509_NAME*, P1(const X509_NAME*), nullptr)
 WRAP(X509_NAME_print_ex, int, P4(BIO*, const X509_NAME*, int, unsigned long), 0)
@@ -245,8 +233,6 @@ WRAP(SSL_shutdown, int, P1(SSL*), -1)
 WRAP(DH_new, DH*, P0, nullptr)
 WRAP(DH_set0_pqg, int, P4(DH*, BIGNUM*, BIGNUM*, BIGNUM*), 0)
 WRAP(BIO_new_socket, BIO*, P2(int, int), nullptr)
-WRAP(recv, ssize_t, P4(int, void*, size_t, int), (errno = EIO, -1))
-WRAP(send, ssize_t, P4(int, const void*, size_t, int), (errno = EIO, -1))
 WRAP(SSL_CTX_use_RSAPrivateKey, int, P2(SSL_CTX*, rsa_st*), 0)
 WRAP(RSA_new, rsa_st*, P0, nullptr)
 WRAP(RSA_meth_new, rsa_meth_st*, P2(const char*, int), nullptr)
@@ -276,10 +262,8 @@ WRAP(EVP_PKEY_generate, int, P2(EVP_PKEY_CTX*, EVP_PKEY**), 0)
 WRAP(OSSL_LIB_CTX_new, OSSL_LIB_CTX*, P0, nullptr)
 WRAP(OSSL_PROVIDER_load, OSSL_PROVIDER*, P2(OSSL_LIB_CTX*, const char*), nullptr)
 WRAP(OSSL_DECODER_from_data, int, P3(OSSL_DECODER_CTX*, const unsigned char**, size_t*), 0)
-WRAP(fopen, FILE*, P2(const char*, const char*), (errno = EEXIST, nullptr))
 WRAP(ferror, int, P1(FILE*), 1)
 WRAP(fflush, int, P1(FILE*), EOF)
-WRAP(time, time_t, P1(time_t*), faults::present)
 WRAP(PKCS12_create, PKCS12*,
      (const char* a, const char* b, EVP_PKEY* c, X509* d, STACK_OF(X509)* e, int f, int g, int h, int i, int j),
      (a, b, c, d, e, f, g, h, i, j), nullptr)

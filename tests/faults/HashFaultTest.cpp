@@ -94,7 +94,7 @@ TEST_F(HashFaults, FlatFunctionsWithoutMemory) {
     char* text = nullptr;
     void* raw = nullptr;
     unsigned int count = 0;
-    plan("_ZnwmRKSt9nothrow_t", "x");
+    plan("nothrow_new", "x");
     EXPECT_EQ(CmnCrypto_init_hasher(&handle, HASH_ALGO_SHA1), 1);
     EXPECT_EQ(handle.kind, 1);
     EXPECT_EQ(handle.object, nullptr);
@@ -132,7 +132,7 @@ TEST_F(HashFaults, RandomNumbers) {
     char* text = nullptr;
     unsigned char buffer[4] = {};
     const auto draw = [&text] { RandomNumberGenerator::generateRandomNumber(BIGNUM_TO_DEC, &text, 16); };
-    expectFailure("_ZnamRKSt9nothrow_t", "x", draw, "114 Failed to allocate memory for randBytes buffer",
+    expectFailure("nothrow_new[]", "x", draw, "114 Failed to allocate memory for randBytes buffer",
                   {"16 * " + number + "Failed to allocate memory for randBytes buffer."});
     expectFailure("RAND_bytes", "x", draw, "114 Failed to generate random number",
                   {"16 * " + number + "Failed to generate random number with error " + queued});

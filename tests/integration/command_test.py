@@ -442,14 +442,6 @@ class Report(Case):
         self.run_command("fips", "--log-level", "info")
         self.assertIn("[info] CmnApi::initOpenssl: ", self.error)
 
-    def test_fips(self):
-        state = json.loads(self.run_command("fips", "--json"))
-        self.assertEqual(state["fipsMode"], state["md5Refused"])
-        done = subprocess.run([COMMAND, "fips", "--enable"], capture_output=True, check=False)
-        on = b"FIPS mode: on" in done.stdout
-        self.assertEqual((done.returncode, on, b"MD5 is refused" in done.stdout, b"stays off" in done.stderr),
-                         (0, True, True, False) if on else (1, False, False, True))
-
     def test_help_and_version(self):
         text = self.run_command("--help").decode()
         for word in ("hash", "random", "password", "encrypt", "decrypt", "fips", "130  interrupted"):

@@ -97,5 +97,72 @@ class Stores(StoreCase):
             self.assertEqual("none began" in found["why"], lag == 51)
 
 
+class Changes(StoreCase):
+    def setUp(self):
+        super().setUp()
+        self.put("ca.ext", b"basicConstraints=critical,CA:TRUE\n")
+        self.put("host.ext", b"subjectAltName=DNS:www.example\nextendedKeyUsage=serverAuth\n")
+        self.put("serials", b""), self.put("phrase", b"secret\n")
+        for name, extensions, *issuer in (("ca", "ca.ext"), ("host", "host.ext", "-CA", "ca.pem", "-CAkey", "ca.key", "-CAcreateserial")):
+            openssl("req", "-newkey", "rsa:2048", "-nodes", "-subj", f"/CN={name}.example", "-keyout", f"{name}.key", "-out", "csr")
+            own = issuer or ["-signkey", "ca.key"]
+            openssl("x509", "-req", "-in", "csr", *own, "-days", "9", "-extfile", extensions, "-out", f"{name}.pem")
+        self.put("ca.conf", b"[ca]\ndefault_ca=d\n[d]\ndatabase=serials\ndefault_md=sha256\ndefault_crl_days=9\n")
+        openssl("pkcs12", "-export", "-in", "host.pem", "-inkey", "host.key", "-certfile", "ca.pem", "-out", "host.p12", "-passout", "file:phrase")
+        for name in ("MY", "Root", "CA"):
+            os.makedirs(os.path.join("stores", name))
+
+    def store_command(self, *line, **more):
+        return self.json("store", line[0], "--store", "stores", *line[1:], **more)
+
+    def digest(self, name):
+        return hashlib.sha1(ssl.PEM_cert_to_DER_cert(self.get(name).decode())).hexdigest()
+
+    def test_in_and_out(self):
+        host, authority = self.digest("host.pem"), self.digest("ca.pem")
+        self.store_command("import", "--into", "root", "ca.pem")
+        found = self.store_command("import", "--into", "MY", "--pass-file", "phrase", "host.p12")["certificates"][0]
+        self.assertEqual((found["hasKey"], found["sha1"].replace(":", "").lower()), (True, host))
+        key = f"stores/MY/{host}.key"
+        self.assertEqual((os.stat(key).st_mode & 0o777, openssl("pkey", "-in", key)), (0o600, openssl("pkey", "-in", "host.key")))
+        self.assertEqual(openssl("verify", "-CAfile", "stores/Root/" + authority + ".pem", f"stores/MY/{host}.pem").split()[-1], b"OK")
+        for named in (host, ":".join(host[i:i + 2] for i in range(0, 40, 2)).upper()):
+            shown = self.store_command("show", named)
+            self.assertEqual((shown["store"], shown["hasKey"], shown["extendedKeyUsage"]), ("MY", True, ["TLS Web Server Authentication"]))
+        self.assertRegex(self.run_command("store", "show", "-s", "stores", authority), rb"(?s)Store: +Root.*Private key: +none")
+        for name, *form in (("out.pem",), ("out.der", "--der")):
+            self.store_command("export", host, "--out", name, *form)
+            pem = openssl("x509", "-in", name, "-inform", "DER" if form else "PEM")
+            self.assertEqual(ssl.PEM_cert_to_DER_cert(pem.decode()), ssl.PEM_cert_to_DER_cert(self.get("host.pem").decode()))
+        for expect, pattern, *line in (
+                (5, "exists", "export", host, "-o", "out.pem"), (4, "no/x", "export", host, "-o", "no/x"),
+                (6, "never leave", "export", host, "-o", "x", "--p12", "--pass-file", "phrase"),
+                (6, "no private key", "export", authority, "-o", "x", "--p12", "--pass-file", "phrase"),
+                (2, "--p12", "export", host, "-o", "x", "--p12"), (1, "no certificate", "export", "0" * 40, "-o", "x"),
+                (3, "bundle", "import", "--into", "MY", "host.p12"), (3, "none", "import", "--into", "MY", "none"),
+                (6, "password", "import", "--into", "MY", "--no-pass-phrase", "host.p12"),
+                (3, "there are", "import", "--into", "other", "ca.pem"), (2, "neither", "show", "host.example"),
+                (1, "no certificate", "show", "MY\\\\nobody"), (1, "", "remove", "--from", "MY", authority),
+                (2, "40", "remove", "--from", "MY", "12")):
+            self.refused(expect, pattern, "store", line[0], "-s", "stores", *line[1:])
+        self.assertFalse(os.path.exists("x"))
+        self.assertTrue(self.store_command("remove", "--from", "my", host)["removed"])
+        self.assertEqual(os.listdir("stores/MY"), [])
+
+    def test_verify(self):
+        self.store_command("import", "--into", "MY", "host.pem")
+        verify = lambda expect, *more: self.store_command("verify", self.digest("host.pem"), *more, expect=expect)
+        self.assertIn("not known", verify(1)["reason"])
+        self.store_command("import", "--into", "Root", "ca.pem")
+        for expect, verdict, *more in ((0, "verified"), (0, "verified", "--host", "www.example"), (1, "rejected", "--host", "host.example"),
+                                       (1, "rejected", "--client"), (1, "rejected", "--revocation")):
+            self.assertEqual(verify(expect, *more)["verdict"], verdict, more)
+        for revoke in (False, True):
+            if revoke:
+                openssl("ca", "-config", "ca.conf", "-revoke", "host.pem", "-cert", "ca.pem", "-keyfile", "ca.key")
+            openssl("ca", "-config", "ca.conf", "-gencrl", "-cert", "ca.pem", "-keyfile", "ca.key", "-out", "stores/CA/ca.crl")
+            self.assertEqual("revoked" in verify(int(revoke), "--revocation").get("reason", ""), revoke)
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -117,8 +117,9 @@ TEST(StoreCommon, CodesAndMessages) {
     Common::WinCertStoreTraceHex("f", UINT_MAX, "m");
     Common::WinCertStoreTraceInt("f", INT_MIN, "m");
     Common::WinCertStoreTraceStr("f", "%d");
-    EXPECT_TRUE(logged({"16 - f: %s", "16 - f: m Error: 18446744073709551615", "16 - f: m Windows Error: 0xabcdef01",
-                        "2 v10 f: m: 0xffffffff", "2 v10 f: m: -2147483648", "2 v10 f: %d"}));
+    EXPECT_TRUE(
+        logged({"16 - f: %s", "16 - f: m Error: " + std::to_string(ULONG_MAX), "16 - f: m Windows Error: 0xabcdef01",
+                "2 v10 f: m: 0xffffffff", "2 v10 f: m: -2147483648", "2 v10 f: %d"}));
 }
 
 } // namespace

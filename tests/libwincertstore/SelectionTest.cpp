@@ -1,27 +1,13 @@
-#include "testlib/FakeStore.h"
-#include "testlib/Pki.h"
-#include "testlib/Testlib.h"
+#include <filesystem>
+
+#include "libwincertstore/StoreSituations.h"
 
 namespace {
 
-using Certificates = std::list<WinCertStoreCertificate>;
-
-/** Chooses as in store-choices.txt. */
-struct Choice : CertificateFilter {
-    Choice(FakeStore& platform, std::string how) : own(platform.context({"", "foreign"})), kind(std::move(how)) {}
-    int Filter(const Certificates& in, Certificates& out) override {
-        EXPECT_NE(kind, "never");
-        out = kind == "nothing" ? Certificates() : Certificates{kind == "foreign" && in.size() == 3 ? own : in.back()};
-        return kind == std::to_string(in.size()) ? 77 : 0;
-    }
-    WinCertStoreCertificate own;
-    std::string kind;
-};
-
-/** Numbered candidates that fail the checks of "<letters>,<letters>,..." as in store-candidates.txt. */
-std::vector<FakeCertificate> candidates(const std::string& faults) {
+/** Numbered candidates that fail checks as in store-candidates.txt. */
+std::vector<FakeCertificate> candidates(const std::vector<std::string>& faults) {
     std::vector<FakeCertificate> made;
-    for (const std::string& letters : pieces(faults, ',')) {
+    for (const std::string& letters : faults) {
         const auto has = [&](char fault) { return letters.find(fault) != std::string::npos; };
         FakeCertificate& one = made.emplace_back();
         one.der =
@@ -35,6 +21,25 @@ std::vector<FakeCertificate> candidates(const std::string& faults) {
     }
     return made;
 }
+
+struct FolderBench : situations::Bench {
+    FolderBench() { setCertStorePlatform(std::make_shared<SoftwareCertStore>(folder.path(""))); }
+    ~FolderBench() override { setCertStorePlatform(nullptr); }
+    void make(const std::string& store) override { std::filesystem::create_directory(folder.path(store)); }
+    void put(const std::string& store, X509* certificate, bool withKey) override {
+        const std::string key = withKey ? pem(keyOf(kindOf(X509_get0_pubkey(certificate)))) : "";
+        folder.write(store + "/" + std::to_string(++m_last) + ".pem", pem(certificate) + key);
+    }
+    void clear() override {
+        for (const char* const store : {"MY", "A", "B", "C"}) {
+            std::filesystem::remove_all(folder.path(store));
+        }
+    }
+    Folder folder;
+
+private:
+    int m_last = 1000; // names in the order of their making
+};
 
 TEST(StorePath, Grammar) {
     const auto platform = fakePlatform();
@@ -87,7 +92,7 @@ TEST(Selection, ChecksInTheirOrder) {
     const std::string path = "MY\\authority\\host";
     for (const auto& row : rows) {
         if (row[0][0] != ':') {
-            platform->stores["MY"] = candidates(row[0]);
+            platform->stores["MY"] = candidates({row[0]});
             platform->clear();
             platform->fail(row[1], 0x80090016);
             takeLog();
@@ -105,30 +110,10 @@ TEST(Selection, ChecksInTheirOrder) {
     }
 }
 
-TEST(Selection, Choices) {
-    const auto platform = fakePlatform();
-    captureLog();
-    for (const auto& row : readRows("store-choices.txt")) {
-        platform->stores.clear();
-        for (const std::string& store : pieces(row[0], ';')) {
-            platform->stores[store.substr(0, store.find('='))] = candidates(store.substr(store.find('=') + 1));
-        }
-        std::list<std::shared_ptr<CertificateFilter>> filters;
-        if (!row[2].empty()) {
-            filters = {std::make_shared<Choice>(*platform, row[2]), std::make_shared<Choice>(*platform, "never")};
-        }
-        WinCertStoreCertificate certificate;
-        _selected_win_cert_store_path from;
-        std::string subject;
-        takeLog();
-        const int code = CertificateSelector(row[1], filters).GetCertificate(certificate, from, row[3] == "1");
-        EXPECT_EQ(std::to_string(code), row.size() == 5 ? row[4] : "0") << row[0] << row[1];
-        EXPECT_EQ(certificate.GetContext() == nullptr || certificate.GetSubjectName(subject) != 0, row.size() == 5);
-        EXPECT_TRUE(row.size() == 5 || subject == row[4]) << row[0] << row[1] << subject;
-        EXPECT_EQ(from.store_path.store_name, row.size() == 5 ? "" : row[5]);
-        EXPECT_EQ(logged("*Filter failed.", {"16 - CertificateSelector::GetCertificate: Filter failed."}),
-                  row[4] == "77");
-    }
+TEST(Selection, SoftwareStore) {
+    FolderBench bench;
+    situations::checksInTheirOrder(bench);
+    situations::choices(bench);
 }
 
 TEST(Selection, NamePatterns) {
@@ -138,7 +123,7 @@ TEST(Selection, NamePatterns) {
             const NamePattern pattern{unescaped(row[1]), row[2] == "1" ? 2U : 0U};
             _win_cert_store_path path{"MY", {{" "}}, {{" "}}};
             (isSubject ? path.subject_patterns : path.issuer_patterns).push_back(pattern);
-            platform->stores["MY"] = candidates("x");
+            platform->stores["MY"] = candidates({"x"});
             (isSubject ? platform->stores["MY"][0].subject : platform->stores["MY"][0].issuer) = unescaped(row[0]);
             WinCertStoreCertificate found;
             _selected_win_cert_store_path from;

@@ -105,8 +105,11 @@ public:
         return find(store, previous, [&](const auto& one) { return error == 0 && sha1Of(one) == wanted; });
     }
     uint32_t addToStore(CertStoreHandle store, CertContext context, uint32_t disposition) override {
-        stores[nameOf(store)].push_back(of(context));
-        return result("addToStore", {nameOf(store), to_string(disposition)});
+        const uint32_t error = result("addToStore", {nameOf(store), to_string(disposition)});
+        if (error == 0) {
+            stores[nameOf(store)].push_back(of(context));
+        }
+        return error;
     }
     CertContext duplicate(CertContext context) override { return count(context, 1); }
     void release(CertContext context) override { context == nullptr ? nullptr : count(context, -1); }
@@ -168,6 +171,36 @@ public:
     std::string errorText(uint32_t error) override {
         return result("errorText") != 0 ? "" : "error " + to_string(error);
     }
+    uint32_t createContext(const unsigned char* der, size_t length, CertContext& context) override {
+        const uint32_t error = result("createContext", {to_string(length)});
+        context = error == 0 ? make({std::string(der, der + length)}, 0) : nullptr;
+        return error;
+    }
+    uint32_t removeFromStore(CertContext context) override {
+        const std::string der = of(context).der;
+        release(context);
+        const uint32_t error = result("removeFromStore");
+        for (auto& [name, held] : stores) {
+            held.erase(
+                std::remove_if(held.begin(), held.end(), [&](auto& one) { return error == 0 && one.der == der; }),
+                held.end());
+        }
+        return error;
+    }
+    uint32_t importBundle(CertStoreHandle, const unsigned char*, size_t, const std::string& password, bool exportable,
+                          CertContext& context) override {
+        const uint32_t error = result("importBundle", {password, exportable ? "exportable" : "-"});
+        context = error == 0 ? make({password}, 0) : nullptr;
+        return error;
+    }
+    uint32_t exportBundle(CertContext context, const std::string& password, std::vector<unsigned char>& der) override {
+        der.assign(password.begin(), password.end());
+        return result("exportBundle", {of(context).subject});
+    }
+    uint32_t verifyChain(CertContext context, const CertChainPolicy& policy) override {
+        return result("verifyChain", {of(context).subject, policy.server ? "server" : "client", policy.hostName});
+    }
+    KeySecurity* keySecurity() override { return security.get(); }
 
 private:
     struct Context {
@@ -206,6 +239,16 @@ private:
 };
 
 } // namespace
+
+uint32_t FakeSecurity::mayRead(const List& list, const std::string& account, bool& granted) {
+    granted = std::string(list.begin(), list.end()).find(account) != std::string::npos;
+    return result("mayRead");
+}
+
+uint32_t FakeSecurity::setRead(List& list, const std::string& account, bool granted) {
+    granted ? list.insert(list.end(), account.begin(), account.end()) : list.erase(list.begin(), list.end());
+    return result("setRead");
+}
 
 std::string der(X509* certificate) {
     return written([=](BIO* out) { return i2d_X509_bio(out, certificate); });

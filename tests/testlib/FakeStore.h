@@ -59,6 +59,27 @@ public:
     std::atomic<int> keysHeld{0}, hashesHeld{0}; ///< acquired and to be released; hashes not destroyed
 };
 
+/** Descriptors are the names of accounts, one behind the other. Taking one back takes all. */
+struct FakeSecurity : KeySecurity, Scripted {
+    std::string cng = "host", provider = "host", own = "host";
+    using List = SecurityDescriptor;
+    uint32_t readCng(uintptr_t, List& list) override { return give("readCng", cng, list); }
+    uint32_t writeCng(uintptr_t, const List& list) override { return give("writeCng", list, cng); }
+    uint32_t readProvider(uintptr_t, List& list) override { return give("readProvider", provider, list); }
+    uint32_t writeProvider(uintptr_t, const List& list) override { return give("writeProvider", list, provider); }
+    uint32_t ownAccount(std::string& account) override { return give("ownAccount", own, account); }
+    uint32_t mayRead(const List& list, const std::string& account, bool& granted) override;
+    uint32_t setRead(List& list, const std::string& account, bool granted) override;
+
+    template <class From, class To> uint32_t give(const std::string& call, const From& from, To& to) {
+        const uint32_t error = result(call);
+        if (error == 0) {
+            to.assign(from.begin(), from.end());
+        }
+        return error;
+    }
+};
+
 /** What a certificate of the fake store answers; nothing follows from its encoded form but its digest. */
 struct FakeCertificate {
     std::string der = {}, subject = "host", issuer = "authority";
@@ -79,6 +100,7 @@ public:
     std::map<std::string, std::vector<FakeCertificate>> stores;
     std::string hostNames[2] = {"host.example.org", "host"};
     std::unique_ptr<FakeSigning> signer;
+    std::shared_ptr<FakeSecurity> security;
     std::atomic<int> contextsHeld{0}, storesOpen{0}; ///< counts that are not given back; stores not closed
 
     virtual CertContext context(const FakeCertificate& certificate) = 0; ///< @return a new one, which is to be released

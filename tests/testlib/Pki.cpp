@@ -7,12 +7,13 @@
 #include <map>
 #include <sstream>
 #include <stdexcept>
-#include <sys/ioctl.h>
-#include <unistd.h>
+
+#include <openssl/rand.h>
 
 #include <gtest/gtest.h>
 
 #include "testlib/Bytes.h"
+#include "testlib/Platform.h"
 
 namespace testlib {
 
@@ -309,8 +310,11 @@ OSSL_LIB_CTX* legacyContext() {
     return context;
 }
 
-Folder::Folder() : m_path(testing::TempDir() + "cmncrypto-XXXXXX") {
-    require(mkdtemp(m_path.data()));
+Folder::Folder() : m_path(std::filesystem::temp_directory_path().generic_string() + "/cmncrypto-") {
+    unsigned char name[8];
+    require(RAND_bytes(name, sizeof name) == 1);
+    m_path += toHex(std::string(name, name + sizeof name));
+    require(std::filesystem::create_directory(m_path));
 }
 
 Folder::~Folder() {
@@ -329,17 +333,11 @@ std::string contentOf(const std::string& path) {
 }
 
 PassPhraseOnInput::PassPhraseOnInput() {
-    int ends[2];
-    require(pipe(ends) == 0 && ::write(ends[1], "secret\n", 7) == 7 && dup2(ends[0], 0) == 0);
-    close(ends[0]);
-    close(ends[1]);
-    setsid();
+    putOnInput("secret\n");
 }
 
 bool PassPhraseOnInput::asked() const {
-    int left = 0;
-    require(ioctl(0, FIONREAD, &left) == 0);
-    return left != 7;
+    return leftOnInput() != 7;
 }
 
 } // namespace testlib

@@ -1,13 +1,7 @@
 #include "testlib/TlsPeer.h"
 
 #include <algorithm>
-#include <csignal>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <poll.h>
 #include <stdexcept>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <openssl/err.h>
 
@@ -15,6 +9,7 @@
 
 #include "testlib/Bytes.h"
 #include "testlib/Calls.h"
+#include "testlib/Platform.h"
 
 using CmnCrypto::TLSOperations;
 
@@ -28,19 +23,28 @@ void require(bool done) {
     }
 }
 
+/** @return the socket, which its BIO does not close */
+int takenFrom(BIO* bio) {
+    static_cast<void>(BIO_set_close(bio, BIO_NOCLOSE));
+    return static_cast<int>(BIO_get_fd(bio, nullptr));
+}
+
 void connectOverTcp(int (&ends)[2]) {
-    sockaddr_in address = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
-    socklen_t size = sizeof address;
-    auto* const at = reinterpret_cast<sockaddr*>(&address);
-    const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
-    require(bind(listener, at, size) == 0 && listen(listener, 1) == 0 && getsockname(listener, at, &size) == 0);
-    ends[1] = ::socket(AF_INET, SOCK_STREAM, 0);
-    require(connect(ends[1], at, size) == 0);
-    ends[0] = ::accept(listener, nullptr, nullptr);
-    close(listener);
-    const int one = 1; // small pieces go at once
-    setsockopt(ends[0], IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-    setsockopt(ends[1], IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+    const Owned<BIO> listener(BIO_new_accept("127.0.0.1:0"));
+    BIO_set_bind_mode(listener.get(), BIO_SOCK_NODELAY); // small pieces go at once
+    require(BIO_do_accept(listener.get()) == 1);
+    const Owned<BIO> connection(
+        BIO_new_connect((std::string("127.0.0.1:") + BIO_get_accept_port(listener.get())).c_str()));
+    BIO_set_conn_mode(connection.get(), BIO_SOCK_NODELAY);
+    require(BIO_do_connect(connection.get()) == 1 && BIO_do_accept(listener.get()) == 1);
+    const Owned<BIO> accepted(BIO_pop(listener.get()));
+    ends[0] = takenFrom(accepted.get());
+    ends[1] = takenFrom(connection.get());
+}
+
+/** The calls of the system, in the same words everywhere. */
+Owned<BIO> socketBio(int socket) {
+    return Owned<BIO>(BIO_new_socket(socket, BIO_NOCLOSE));
 }
 
 /** What a call throws that finds an error of its host's queued. */
@@ -52,9 +56,11 @@ std::string called(const std::function<int()>& call) {
 } // namespace
 
 Link::Link(bool tcp) {
-    alarm(300); // whoever waits for good ends the test
+    endAfter(300); // whoever waits for good ends the test
     int ends[2];
-    tcp ? connectOverTcp(ends) : require(socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0);
+    if (tcp || !connectDirectly(ends)) {
+        connectOverTcp(ends);
+    }
     own = ends[0];
     far = ends[1];
 }
@@ -62,16 +68,13 @@ Link::Link(bool tcp) {
 Link::~Link() {
     abandon();
     hangUp();
-    close(own);
+    BIO_closesocket(own);
 }
 
 void Link::peer(const std::function<void()>& body) {
     join();
     m_thread = std::thread([body] {
-        sigset_t pipe; // for the library's thread it stays as it is
-        sigemptyset(&pipe);
-        sigaddset(&pipe, SIGPIPE);
-        pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
+        blockPipeSignal(); // for the library's thread it stays as it is
         body();
     });
 }
@@ -83,32 +86,32 @@ void Link::join() {
 }
 
 void Link::abandon() {
-    shutdown(own, SHUT_RDWR);
+    endBothWays(own);
     join();
 }
 
 void Link::hangUp(bool reset) {
-    const linger none = {1, 0};
     if (reset) {
-        setsockopt(far, SOL_SOCKET, SO_LINGER, &none, sizeof none);
+        resetOnClose(far);
     }
     if (far >= 0) {
-        close(std::exchange(far, -1));
+        BIO_closesocket(std::exchange(far, -1));
     }
 }
 
 void Link::send(const std::string& bytes) const {
-    ::send(far, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    BIO_write(socketBio(far).get(), bytes.data(), static_cast<int>(bytes.size()));
 }
 
 void relay(int first, int second, size_t piece, size_t cut) {
-    pollfd ends[] = {{first, POLLIN, 0}, {second, POLLIN, 0}};
+    const Owned<BIO> ends[] = {socketBio(first), socketBio(second)};
     std::string buffer(piece, '\0');
-    while (cut > 0 && poll(ends, 2, -1) > 0) {
-        for (const int from : {0, 1}) {
-            if (ends[from].revents != 0) {
-                const ssize_t got = recv(ends[from].fd, buffer.data(), std::min(piece, cut), 0);
-                if (got <= 0 || ::send(ends[1 - from].fd, buffer.data(), size_t(got), MSG_NOSIGNAL) != got) {
+    while (cut > 0) {
+        const auto [firstReady, secondReady] = awaitInput(first, second);
+        for (const int from : {firstReady ? 0 : -1, secondReady ? 1 : -1}) {
+            if (from >= 0) {
+                const int got = BIO_read(ends[from].get(), buffer.data(), static_cast<int>(std::min(piece, cut)));
+                if (got <= 0 || BIO_write(ends[1 - from].get(), buffer.data(), got) != got) {
                     return;
                 }
                 cut -= from == 1 ? size_t(got) : 0;

@@ -1,14 +1,9 @@
 // Connections with a well-behaved client, on every kind of socket.
 
 #include <atomic>
-#include <csignal>
 #include <cstring>
-#include <fcntl.h>
-#include <filesystem>
-#include <malloc.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
+#include "testlib/Platform.h"
 #include "testlib/Testlib.h"
 #include "testlib/TlsPeer.h"
 
@@ -41,30 +36,17 @@ void exchange(const Talk& talk, size_t size) {
 }
 
 TEST(TlsConnection, OnEverySocket) {
-    static std::atomic<int> signals;
-    struct sigaction action = {};
-    action.sa_handler = [](int) { ++signals; }; // ends the system's calls
-    sigaction(SIGUSR1, &action, nullptr);
-    const rlimit many = {3000, 3000};
-    setrlimit(RLIMIT_NOFILE, &many);
     for (int way = 0; way < 16; ++way) {
         SCOPED_TRACE(way);
         Talk talk((way & 1) != 0);
         Link behind;
-        Link disturbance;
         if ((way & 4) != 0) { // byte by byte
             talk.client = clientAt(behind.far);
             talk.link.peer([&] { relay(talk.link.far, behind.own, 1); });
         }
-        const int flags = fcntl(talk.link.own, F_GETFL) | ((way & 2) != 0 ? O_NONBLOCK : 0);
-        fcntl(talk.link.own, F_SETFL, flags);
-        talk.socket = static_cast<uint64_t>((way & 8) != 0 ? dup2(talk.link.own, 2500) : talk.link.own);
-        std::atomic<bool> over{false};
-        disturbance.peer([&over, self = pthread_self()] {
-            for (; !over; usleep(200)) {
-                pthread_kill(self, SIGUSR1);
-            }
-        });
+        BIO_socket_nbio(talk.link.own, way & 2);
+        talk.socket = static_cast<uint64_t>((way & 8) != 0 ? underHighNumber(talk.link.own) : talk.link.own);
+        auto interruptions = std::make_unique<Interruptions>();
         Link& peer = (way & 4) != 0 ? behind : talk.link;
         peer.peer([&] { echo(talk.client.get()); });
         EXPECT_EQ(talk.accept(), "0");
@@ -72,12 +54,12 @@ TEST(TlsConnection, OnEverySocket) {
             exchange(talk, (way & 4) != 0 ? size % 1000 : size);
         }
         EXPECT_EQ(talk.finish(), "");
-        over = true;
+        interruptions.reset();
         peer.join();
-        EXPECT_EQ(fcntl(talk.link.own, F_GETFL), flags) << "open, and left as it is";
+        EXPECT_EQ(isBlocking(talk.link.own), (way & 2) == 0) << "open, and left as it is";
         talk.link.abandon(); // before the other link goes, whose sockets the relay uses
     }
-    EXPECT_GT(signals, 0);
+    EXPECT_TRUE(Interruptions::haveWorked());
 }
 
 TEST(TlsConnection, BothWaysToEnd) {
@@ -179,7 +161,7 @@ TEST(TlsConnection, Parallel) {
 TEST(TlsConnection, NothingIsKept) {
     TLSOperations operations(CTX_INIT_CLIENT);
     const Owned<X509> certificate = makeCertificate();
-    const auto inUse = [&](int connections) {
+    const auto inUseAfter = [&](int connections) {
         for (int i = 0; i < connections; ++i) {
             SSL* ssl = nullptr;
             operations.tlsInitClient(certificate.get(), keyOf("P-256"), "DEFAULT", &ssl);
@@ -191,11 +173,10 @@ TEST(TlsConnection, NothingIsKept) {
                 EXPECT_EQ(talk.finish(), ""); // the others are left as they are
             }
         }
-        const std::filesystem::directory_iterator open("/proc/self/fd");
-        return std::make_pair(std::distance(begin(open), end(open)), mallinfo2().uordblks);
+        return inUse();
     };
-    const auto before = inUse(50);
-    const auto after = inUse(500);
+    const auto before = inUseAfter(50);
+    const auto after = inUseAfter(500);
     EXPECT_EQ(after.first, before.first);
     EXPECT_LT(after.second, before.second + (1U << 18)) << "that of a hundred connections would be more";
 }

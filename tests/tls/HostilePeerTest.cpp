@@ -2,9 +2,8 @@
 
 #include <atomic>
 #include <csignal>
-#include <fcntl.h>
-#include <unistd.h>
 
+#include "testlib/Platform.h"
 #include "testlib/Testlib.h"
 #include "testlib/TlsPeer.h"
 
@@ -53,7 +52,7 @@ TEST(TlsHostilePeer, GoesAwayInTheHandshake) {
 TEST(TlsHostilePeer, GoesAwayLater) {
     captureLog();
     inOwnProcess([] {
-        EXPECT_NE(std::signal(SIGPIPE, SIG_DFL), SIG_ERR);
+        EXPECT_NE(std::signal(pipeSignal, SIG_DFL), SIG_ERR);
         for (int way = 0; way < 12; ++way) {
             SCOPED_TRACE(way);
             Talk talk(way % 4 < 2);
@@ -74,7 +73,7 @@ TEST(TlsHostilePeer, GoesAwayLater) {
             EXPECT_TRUE(logged({"16 - tlsFinish: Failed in TLS finish with error *"}));
             EXPECT_STREQ(SSL_get_version(talk.server.get()), "TLSv1.2") << "it is the caller's still";
         }
-        EXPECT_EQ(std::signal(SIGPIPE, SIG_DFL), SIG_DFL);
+        EXPECT_EQ(std::signal(pipeSignal, SIG_DFL), SIG_DFL);
     });
 }
 
@@ -84,12 +83,12 @@ TEST(TlsHostilePeer, SocketsThatAreNone) {
          {uint64_t{900}, uint64_t{INT_MAX}, uint64_t{INT_MAX} + 1, low, low << 31, UINT64_MAX - 99}) {
         for (const std::string step : {"accept", "read", "write", "finish"}) {
             Talk talk;
-            fcntl(talk.link.own, F_SETFL, O_NONBLOCK);
+            BIO_socket_nbio(talk.link.own, 1);
             EXPECT_TRUE(step == "accept" || talk.shakeHands() == "0");
             talk.socket += wrong;
             EXPECT_EQ(step == "accept"  ? talk.accept()
                       : step == "read"  ? talk.read()
-                      : step == "write" ? talk.write(std::string(4 << 20, 'x'))
+                      : step == "write" ? talk.write(std::string(24 << 20, 'x'))
                                         : talk.finish(),
                       step == "accept"  ? "9120"
                       : step == "read"  ? readFailed
@@ -110,10 +109,10 @@ TEST(TlsTimeout, EachCall) {
     const auto limit = [](const Talk& talk, int milliseconds) {
         EXPECT_EQ(TLSOperations::setIoTimeout(talk.server.get(), milliseconds), 0);
     };
-    for (const int flags : {0, O_NONBLOCK}) {
+    for (const int nonBlocking : {0, 1}) {
         Talk talk;
         Talk unanswered;
-        fcntl(talk.link.own, F_SETFL, flags);
+        BIO_socket_nbio(talk.link.own, nonBlocking);
         limit(talk, 20);
         takeLog();
         EXPECT_EQ(talk.accept(), "9131");
@@ -125,7 +124,7 @@ TEST(TlsTimeout, EachCall) {
         EXPECT_TRUE(logged("16 ", {"16 - tlsRead: Timed out in TLS read after 20 ms"}));
         limit(talk, 0);
         talk.link.peer([&] {
-            usleep(100000);
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
             SSL_write(talk.client.get(), "late", 4);
         });
         EXPECT_EQ(talk.read(), "late");
@@ -149,7 +148,7 @@ TEST(TlsTimeout, PeersThatNeverComeToAnEnd) {
             talk.link.send(step == "finish" ? "" : fromHex(step == "accept" ? "1603014000" : "1703034000"));
             for (; !over && drops < 16000; drops += step == "finish" ? 0 : 1) {
                 step == "finish" ? void(SSL_write(talk.client.get(), "x", 1))
-                                 : (talk.link.send("x"), void(usleep(500)));
+                                 : (talk.link.send("x"), std::this_thread::sleep_for(std::chrono::microseconds(500)));
             }
         });
         const std::string result = step == "accept" ? talk.accept() : step == "read" ? talk.read() : talk.finish();

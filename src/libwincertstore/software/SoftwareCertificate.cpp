@@ -149,31 +149,51 @@ uint32_t SoftwareCertStore::hexToBinary(const std::string& digits, std::vector<u
                                                                                                  : windowsInvalidData;
 }
 
+namespace {
+
+struct ErrorText {
+    uint32_t error;
+    const char* text;
+};
+constexpr ErrorText errorTexts[] = {
+    {windowsFileNotFound, "There is no such store."},
+    {windowsAccessDenied, "The store cannot be written."},
+    {windowsNotEnoughMemory, "Memory is short."},
+    {windowsInvalidPassword, "The password is wrong."},
+    {windowsBadLength, "The length is wrong."},
+    {windowsBadKeyType, "The key is of a kind that does not serve here."},
+    {windowsBadPublicKey, "The private key does not belong to the certificate."},
+    {windowsKeysetEntryBad, "The private key cannot be read."},
+    {windowsProviderFailed, "The cryptographic operation failed."},
+    {windowsInvalidHandle, "The handle is not valid."},
+    {windowsKeyStays, "The private keys of this store never leave it."},
+    {windowsNotFound, "There is no such certificate any more."},
+    {windowsExists, "The certificate is there already, with a key that does not serve."},
+    {windowsNoKeyProperty, "The certificate has no private key."},
+    {windowsRevoked, "A certificate is revoked."},
+    {windowsRevocationUnknown, "There is no revocation list that can be relied on."},
+    {windowsMalformedEncoding, "The encoding is malformed."},
+    {windowsWrongSignature, "A signature is wrong or too weak."},
+    {windowsBasicConstraints, "A certificate may not issue others, or not so many levels."},
+    {windowsExpired, "A certificate has expired or is not yet valid."},
+    {windowsCritical, "A critical extension is not understood."},
+    {windowsUntrustedRoot, "The chain ends in a certificate that is not trusted."},
+    {windowsChaining, "The issuer of a certificate is not known."},
+    {windowsTrustFailed, "The chain is not valid."},
+    {windowsWrongHostName, "The certificate is issued for another host."},
+    {windowsWrongUsage, "A certificate is not meant for this purpose."},
+    {windowsInvalidName, "A name is outside of what an issuer may certify."},
+};
+
+} // namespace
+
 std::string SoftwareCertStore::errorText(uint32_t error) {
-    switch (error) {
-    case windowsFileNotFound:
-        return "There is no such store.";
-    case windowsAccessDenied:
-        return "The store cannot be written.";
-    case windowsNotEnoughMemory:
-        return "Memory is short.";
-    case windowsBadLength:
-        return "The length is wrong.";
-    case windowsBadKeyType:
-        return "The key is of a kind that does not serve here.";
-    case windowsBadPublicKey:
-        return "The private key does not belong to the certificate.";
-    case windowsKeysetEntryBad:
-        return "The private key cannot be read.";
-    case windowsProviderFailed:
-        return "The cryptographic operation failed.";
-    case windowsInvalidHandle:
-        return "The handle is not valid.";
-    case windowsNoKeyProperty:
-        return "The certificate has no private key.";
-    default:
-        return "Windows error " + std::to_string(error) + ".";
+    for (const ErrorText& candidate : errorTexts) {
+        if (candidate.error == error) {
+            return candidate.text;
+        }
     }
+    return "Windows error " + std::to_string(error) + ".";
 }
 
 } // namespace CmnCrypto::WinCertStore

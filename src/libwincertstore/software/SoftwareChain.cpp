@@ -1,14 +1,13 @@
 // The issuers of a certificate, out of all stores of a software store.
 
 #include <algorithm>
-#include <memory>
 #include <new>
 
 #include "cmncrypto/SoftwareCertStore.h"
 #include "frame/Clock.h"
 #include "libwincertstore/OpenStore.h"
 #include "libwincertstore/WindowsErrors.h"
-#include "libwincertstore/software/SoftwareContext.h"
+#include "libwincertstore/software/OwnedContext.h"
 #include "ossl/ErrorQueue.h"
 
 namespace CmnCrypto::WinCertStore {
@@ -16,17 +15,6 @@ namespace CmnCrypto::WinCertStore {
 namespace {
 
 constexpr size_t longestChain = 10;
-
-/** Releases a context when it goes out of use. */
-struct ReleaseContext {
-    CertStorePlatform* platform;
-    void operator()(SoftwareContext* context) const { platform->release(context); }
-};
-using ContextPtr = std::unique_ptr<SoftwareContext, ReleaseContext>;
-
-ContextPtr owned(CertStorePlatform& platform, CertContext context) {
-    return {softwareContext(context), ReleaseContext{&platform}};
-}
 
 /** Appends the certificates of one store that may have issued others. */
 void appendIssuers(SoftwareCertStore& platform, const std::string& storeName, std::vector<ContextPtr>& issuers) {

@@ -20,6 +20,7 @@ struct SoftwareContext {
     std::string keyFile;            ///< the PEM file with the key, which is read when it is asked for
     OpenSslPtr<EVP_PKEY> bundleKey; ///< the key of a bundle
     size_t position = 0;            ///< among the files of its store
+    bool readOnly = true;           ///< its store was opened to be read
 };
 
 /** @return the context behind a pointer that the store has handed out */

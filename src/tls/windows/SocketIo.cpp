@@ -8,10 +8,29 @@ namespace CmnCrypto::tls {
 
 namespace {
 
+/** Hosts that hold a socket have started Winsock; once more for the whole process does no harm. */
+void startSockets() noexcept {
+    static const int started = [] {
+        WSADATA data;
+        return ::WSAStartup(MAKEWORD(2, 2), &data);
+    }();
+    static_cast<void>(started); // without it each call says so itself
+}
+
+/** Makes a call again that somebody has cancelled, which is no failure of the socket. */
+template <class Call> int uncancelled(const Call& call) noexcept {
+    startSockets();
+    int result = call();
+    while (result == SOCKET_ERROR && ::WSAGetLastError() == WSAEINTR) {
+        result = call();
+    }
+    return result;
+}
+
 int poll(int socket, Direction direction, int milliseconds, WSAPOLLFD& waited) {
     const SHORT wanted = direction == Direction::writing ? POLLWRNORM : POLLRDNORM;
     waited = {static_cast<SOCKET>(socket), wanted, 0};
-    return ::WSAPoll(&waited, 1, milliseconds);
+    return uncancelled([&] { return ::WSAPoll(&waited, 1, milliseconds); });
 }
 
 int lengthOf(size_t size) {
@@ -33,14 +52,14 @@ bool wouldBlock(int socket, Direction direction, Blocking blocking) {
 int receive(int socket, char* buffer, size_t size, Blocking blocking) noexcept {
     return wouldBlock(socket, Direction::reading, blocking)
                ? -1
-               : ::recv(static_cast<SOCKET>(socket), buffer, lengthOf(size), 0);
+               : uncancelled([=] { return ::recv(static_cast<SOCKET>(socket), buffer, lengthOf(size), 0); });
 }
 
 // A socket that is ready takes a whole record into its buffer. There is no SIGPIPE.
 int transmit(int socket, const char* data, size_t size, Blocking blocking) noexcept {
     return wouldBlock(socket, Direction::writing, blocking)
                ? -1
-               : ::send(static_cast<SOCKET>(socket), data, lengthOf(size), 0);
+               : uncancelled([=] { return ::send(static_cast<SOCKET>(socket), data, lengthOf(size), 0); });
 }
 
 int lastSocketError() noexcept {

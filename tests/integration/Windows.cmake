@@ -1,0 +1,26 @@
+# The command for Windows. Tests that need nothing of POSIX run as they are, through a script that runs it; the others
+# have modes, links, limits and descriptors of POSIX in them. A limit would also become that of Wine's server, for all.
+set(command "${CMAKE_CURRENT_BINARY_DIR}/cmncrypto")
+file(GENERATE OUTPUT "${command}" CONTENT "#!/bin/sh
+WINEPATH='$<TARGET_FILE_DIR:cmncryptocore>' exec '${CMAKE_CROSSCOMPILING_EMULATOR}' '$<TARGET_FILE:cmncrypto>' \"$@\"
+" FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+
+set(windows_groups Names Process)
+set(command_groups Hash)
+set(store_groups Stores)
+foreach(area IN ITEMS windows command store)
+  foreach(group IN LISTS ${area}_groups)
+    add_test(NAME ${area}.${group}
+      COMMAND Python3::Interpreter "${CMAKE_CURRENT_SOURCE_DIR}/${area}_test.py" "${command}" ${group})
+    set_tests_properties(${area}.${group} PROPERTIES TIMEOUT 600)
+  endforeach()
+endforeach()
+
+# The archive, unpacked elsewhere, where nothing but itself is found.
+add_test(NAME windows-package.make
+  COMMAND "${CMAKE_CPACK_COMMAND}" --config "${PROJECT_BINARY_DIR}/CPackConfig.cmake" -B "${PROJECT_BINARY_DIR}/package")
+add_test(NAME windows-package
+  COMMAND Python3::Interpreter "${CMAKE_CURRENT_SOURCE_DIR}/windows_test.py" "${command}" Package)
+set_tests_properties(windows-package.make PROPERTIES FIXTURES_SETUP windows-package TIMEOUT 600)
+set_tests_properties(windows-package PROPERTIES FIXTURES_REQUIRED windows-package TIMEOUT 600 ENVIRONMENT
+  "PACKAGE=${PROJECT_BINARY_DIR}/package/${CMAKE_PROJECT_NAME}-${PROJECT_VERSION}-windows-x86_64.zip;TOOLCHAIN=${CMAKE_TOOLCHAIN_FILE}")
