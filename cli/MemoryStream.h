@@ -25,7 +25,7 @@ public:
 
 private:
     struct Closer {
-        void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+        void operator()(std::FILE* file) const noexcept { static_cast<void>(std::fclose(file)); }
     };
 
     Secret m_content;

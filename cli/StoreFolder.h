@@ -13,9 +13,9 @@
 #include <CLI/CLI.hpp>
 
 #include "Details.h"
+#include "cmncrypto/CertStorePlatform.h"
 #include "cmncrypto/CertificateFilter.h"
 #include "cmncrypto/CertificateSelector.h"
-#include "cmncrypto/CertStorePlatform.h"
 #include "cmncrypto/WinCertStoreCertificate.h"
 
 namespace CmnCrypto::Cli {

@@ -35,7 +35,7 @@ std::vector<WinCertStoreCertificate> import(const ImportOptions& options) {
         imported.resize(1);
         captureFailures();
         error = WinCertStoreHelper::ImportPKCS12(options.input, passPhrase.text(), options.store, options.exportable,
-                                                 &imported[0]);
+                                                 imported.data());
     } else {
         captureFailures();
         error = WinCertStoreHelper::ImportCertificates(options.input, options.store, &imported);

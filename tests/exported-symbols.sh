@@ -17,7 +17,7 @@ exported() {
 # that is exported are, and the names of types.
 symbols() {
     exported "$1" |
-        grep -Ev '^(typeinfo (name )?for )?(std|__gnu_cxx)::|^[^(]* (std|__gnu_cxx)::|^(_init|_fini)$' |
+        grep -Ev '^(typeinfo (name )?for )?(std|__gnu_cxx)::|^[^(]* (std|__gnu_cxx)::|^decltype |^(_init|_fini)$' |
         grep -Ev '^typeinfo name for |::(Software|Windows)Signing\>' |
         sed -e 's/std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >/std::string/g' \
             -e 's/\[abi:cxx11\]//' -e 's/std::vector<\([^,]*\), std::allocator<[^>]*> >/std::vector<\1>/g' |

@@ -4,7 +4,8 @@
 #include <fcntl.h>
 #include <io.h>
 #include <memory>
-// clang-format off: the second one needs the types of the first
+// The second one needs the types of the first.
+// clang-format off
 #include <windows.h>
 #include <shellapi.h>
 // clang-format on

@@ -1,6 +1,7 @@
 #include "SystemStores.h"
 
-// clang-format off: the second one needs the types of the first
+// The second one needs the types of the first.
+// clang-format off
 #include <windows.h>
 #include <wincrypt.h>
 // clang-format on

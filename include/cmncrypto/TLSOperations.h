@@ -35,8 +35,8 @@ enum CTX_INIT_TYPE : int32_t {
  * tlsRead() and tlsWrite() as often as wanted, tlsFinish(), which frees it. Where a step fails, the caller frees the
  * SSL with SSL_free(). The socket stays open and is the caller's throughout, and none of its settings is changed. It
  * may be blocking or not; its number may be any that the system gives out. A number that is no socket fails the call.
- * On Windows it is the SOCKET, of which the system gives out none above INT_MAX; the library starts Winsock (WSAStartup)
- * before it first uses a socket, for hosts that have not, and never ends it.
+ * On Windows it is the SOCKET, of which the system gives out none above INT_MAX; the library starts Winsock
+ * (WSAStartup) before it first uses a socket, for hosts that have not, and never ends it.
  *
  * A call waits as long as its peer takes, unless setIoTimeout() says otherwise. Signals do not end a wait, and a peer
  * that has gone does not raise SIGPIPE.

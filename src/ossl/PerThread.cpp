@@ -1,7 +1,10 @@
 #include "ossl/PerThread.h"
 
 #include <atomic>
+#include <memory>
 #include <new>
+
+#include "ossl/ThreadSlot.h"
 
 namespace CmnCrypto::ossl {
 
@@ -9,32 +12,16 @@ namespace {
 
 std::atomic<std::uint64_t> currentGeneration{1};
 
-// Plain data, so that both may be read when the thread's objects are being destroyed: a host's own may still hash.
-thread_local PerThread* mine = nullptr;
-thread_local bool threadEnds = false;
-
-/** Releases what a thread keeps at its end. */
-struct Owner {
-    ~Owner() {
-        delete mine;
-        mine = nullptr;
-        threadEnds = true;
-    }
-};
-
 } // namespace
 
 PerThread* perThread() noexcept {
+    PerThread* mine = keptForThread();
     if (mine == nullptr) {
-        if (threadEnds) {
+        std::unique_ptr<PerThread> made(new (std::nothrow) PerThread);
+        if (!made || !keepForThread(made.get())) {
             return nullptr;
         }
-        mine = new (std::nothrow) PerThread;
-        if (mine == nullptr) {
-            return nullptr;
-        }
-        thread_local const Owner owner;
-        static_cast<void>(owner);
+        mine = made.release();
     }
     const std::uint64_t generation = algorithmGeneration();
     if (mine->generation != generation) {

@@ -6,9 +6,13 @@ WINEPATH='$<TARGET_FILE_DIR:cmncryptocore>' exec '${CMAKE_CROSSCOMPILING_EMULATO
 " FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
 
 set(windows_groups Names Process)
-set(command_groups Hash)
-set(store_groups Stores)
-foreach(area IN ITEMS windows command store)
+set(command_groups Hash.test_digests_agree_with_hashlib Hash.test_answers Interoperation Report)
+set(certificate_groups Chain.test_links Chain.test_saving_and_splitting)
+set(key_groups Requests.test_requests_of_others Bundles.test_packing)
+set(revocation_groups Verification.test_evidence_and_inputs)
+set(store_groups Stores.test_explain Stores.test_time_lag Changes.test_verify)
+set(tls_groups Probing Serving.test_certificates_of_clients Serving.test_many_at_once_and_a_signal)
+foreach(area IN ITEMS windows command certificate key revocation store tls)
   foreach(group IN LISTS ${area}_groups)
     add_test(NAME ${area}.${group}
       COMMAND Python3::Interpreter "${CMAKE_CURRENT_SOURCE_DIR}/${area}_test.py" "${command}" ${group})

@@ -13,7 +13,7 @@ import unittest
 from certificate_test import openssl
 from command_test import COMMAND, DATA, KEY, PHRASE, Case
 
-NAMES = ("-two words", "Größe & mehr", "Ж データ 😀", "a'b%PATH%")
+NAMES = ("-two words", "Größe Ж データ 😀", "a'b%PATH%")
 EXAMPLES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../examples")
 LIBRARIES = ("cmncryptocore", "crypto-3-x64", "ssl-3-x64", "stdc++-6", "gcc_s_seh-1", "winpthread-1")
 
@@ -22,28 +22,25 @@ class Names(Case):
     def test_of_files(self):
         for name in NAMES:
             self.put(name, KEY), self.put(name + ".phrase", PHRASE + b"\n")
-            digest = hashlib.sha256(KEY).hexdigest()
-            self.assertEqual(self.run_command("hash", "--", name).decode(), f"{digest}  {name}\n")
+            self.assertEqual(self.run_command("hash", "--", name).decode(), f"{hashlib.sha256(KEY).hexdigest()}  {name}\n")
             for option, secret in (("-k", name), ("-p", name + ".phrase")):
                 self.run_command("encrypt", f"{option}{secret}", "--force", f"-o{name}.out", "data")
                 self.assertEqual(self.run_command("decrypt", f"{option}{secret}", "--", f"{name}.out"), DATA[:1000])
                 self.refused(5, "exists already", "encrypt", f"{option}{secret}", f"-o{name}.out", "data")
                 self.refused(2, "is the input", "encrypt", f"{option}{secret}", "--force", "-odata", ".\\DATA")
-            self.refused(3, "No such file", "hash", "--", name + ".none")
 
     def test_of_what_the_library_opens(self):
-        for name in NAMES[1:3]:
+        for name in NAMES[1:2]:
             self.put("phrase", PHRASE + b"\n"), os.makedirs(f"{name}/MY")
             self.run_command("key", "new", "-b", "2048", "-p", "phrase", "-o", name + ".key")
             openssl("pkey", "-in", name + ".key", "-passin", "file:phrase", "-check", "-noout")
             self.run_command("cert", "self-signed", "-k", name + ".key", "-p", "phrase", "--subject", "CN=ä", "-o",
                              f"{name}/MY/host.pem")
             self.run_command("cert", "save", "-o", name + ".pem", f"{name}/MY/host.pem")
-            parts = self.run_command("chain", "split", "-d", name + ".parts", name + ".pem").decode().split("\n")
-            self.assertEqual(self.get(parts[0]), self.get(name + ".pem"))
+            part = self.run_command("chain", "split", "-d", name + ".parts", name + ".pem").decode().rstrip()
+            self.assertEqual(self.get(part), self.get(name + ".pem"))
             self.refused(5, "", "cert", "save", "-o", name + ".pem", name + ".pem")
-            listed = self.run_command("store", "list", "-s", name, "MY").decode()
-            self.assertRegex(listed, r"^Store MY: 1 certificate\n\nSubject: +CN = ä\n")
+            self.assertRegex(self.run_command("store", "list", "-s", name).decode(), "^Store MY: 1 cert.*\n\nSubject: +CN = ä\n")
 
     def test_bytes_stay_as_they_are(self):
         self.put("ends", b"\r\n\n\x1a\0\r" * 9999)
@@ -62,8 +59,8 @@ class Process(Case):
                 self.assertIsNone(child.poll())
             child.send_signal(signal.SIGINT)
             self.assertEqual(child.stdout.read(), b'{"error":"interrupted","code":null,"exit":130}\n')
-            self.assertEqual((child.wait(60), child.stderr.read()), (130, b"cmncrypto: interrupted\n"))
-        self.assertEqual(set(os.listdir()), before)
+            self.assertEqual((child.wait(60), child.stderr.read(), set(os.listdir())),
+                             (130, b"cmncrypto: interrupted\n", before))
 
     def test_server(self):
         openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "key.pem", "-subj", "/CN=h", "-out", "pem")
@@ -71,8 +68,7 @@ class Process(Case):
                               stdout=subprocess.PIPE, preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL)
                               ) as server:
             port = int(server.stdout.readline().rpartition(b":")[2])
-            context = ssl.create_default_context(cafile="pem")
-            context.check_hostname = False
+            context = ssl._create_unverified_context()
             for _ in range(3):
                 with context.wrap_socket(socket.create_connection(("127.0.0.1", port))) as client:
                     client.sendall(b"GET / HTTP/1.0\r\n\r\n")
@@ -89,16 +85,19 @@ class Package(Case):
     def test_archive(self):
         shutil.unpack_archive(os.environ["PACKAGE"], "un packed")
         root, = map(os.path.abspath, glob.glob("un packed/*"))
-        self.assertEqual({os.path.basename(path) for path in glob.glob(root + "/bin/*")},
-                         {f"lib{name}.dll" for name in LIBRARIES} | {"cmncrypto.exe"})
-        subprocess.run(["cmake", "-S", EXAMPLES + "/c", "-B", "c", "-DCMAKE_TOOLCHAIN_FILE=" + os.environ["TOOLCHAIN"],
-                        f"-Dcmncryptocore_DIR={root}/lib/cmake/cmncryptocore"], check=True, stdout=subprocess.DEVNULL)
-        subprocess.run(["cmake", "--build", "c"], check=True, stdout=subprocess.DEVNULL)
-        shutil.copy("c/digest.exe", root + "/bin")  # beside the libraries, of which nothing else knows
-        alone = {name: value for name, value in os.environ.items() if name != "WINEPATH"} | {"WINEDEBUG": "-all"}
-        for line in (["cmncrypto.exe", "hash", "data"], ["digest.exe", "data"]):
-            done = subprocess.run(["/usr/lib/wine/wine64", f"{root}/bin/{line[0]}", *line[1:]], env=alone, stdout=-1)
-            self.assertIn(hashlib.sha256(DATA[:1000]).hexdigest().encode(), done.stdout)
+        self.assertEqual(set(os.listdir(root + "/bin")), {f"lib{name}.dll" for name in LIBRARIES} | {"cmncrypto.exe"})
+        self.put("data", b"data")  # the examples take the text itself
+        package = ["-DCMAKE_TOOLCHAIN_FILE=" + os.environ["TOOLCHAIN"], f"-Dcmncryptocore_DIR={root}/lib/cmake/cmncryptocore"]
+        for language, example in (("c", "digest"), ("cpp", "stream")):
+            subprocess.run(["cmake", "-S", f"{EXAMPLES}/{language}", "-B", language, *package], check=True, stdout=subprocess.DEVNULL)
+            subprocess.run(["cmake", "--build", language, "--target", example], check=True, stdout=subprocess.DEVNULL)
+            shutil.copy(f"{language}/{example}.exe", root + "/bin")  # beside the libraries, of which nothing else knows
+        alone = {name: value for name, value in {**os.environ, "WINEDEBUG": "-all"}.items() if name != "WINEPATH"}
+        run = lambda *line: subprocess.run(["/usr/lib/wine/wine64", f"{root}/bin/{line[0]}.exe", *line[1:]], env=alone,
+                                           stdout=subprocess.PIPE, check=True).stdout.decode()
+        for line in (("cmncrypto", "hash", "data"), ("digest", "data")):
+            self.assertIn(hashlib.sha256(b"data").hexdigest(), run(*line))
+        self.assertIn("decrypted: text\r\n", run("stream", "text"))
 
 
 if __name__ == "__main__":

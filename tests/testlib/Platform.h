@@ -13,7 +13,7 @@ namespace testlib {
 
 extern const char* const emptyDevice; ///< a file that is always there and empty
 extern const bool foldersOpen;        ///< whether a folder opens as a file does, and only reading fails
-extern const bool posixNames;         ///< symbolic links, for everybody, and names that differ in case only
+extern const bool posixNames;         ///< symbolic links, backslashes in names, and names that differ in case only
 extern const bool sortsStably;        ///< qsort(), and so OpenSSL, leaves what is equal in its order
 extern const char* const textReturn;  ///< what text mode leaves of the first half of a line's end in CR LF
 extern const int pipeSignal;          ///< raised by writing to who has gone; where none is, any

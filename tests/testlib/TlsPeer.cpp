@@ -33,13 +33,14 @@ void connectOverTcp(int (&ends)[2]) {
     const Owned<BIO> listener(BIO_new_accept("127.0.0.1:0"));
     BIO_set_bind_mode(listener.get(), BIO_SOCK_NODELAY); // small pieces go at once
     require(BIO_do_accept(listener.get()) == 1);
-    const Owned<BIO> connection(
-        BIO_new_connect((std::string("127.0.0.1:") + BIO_get_accept_port(listener.get())).c_str()));
-    BIO_set_conn_mode(connection.get(), BIO_SOCK_NODELAY);
-    require(BIO_do_connect(connection.get()) == 1 && BIO_do_accept(listener.get()) == 1);
+    BIO_ADDRINFO* found = nullptr;
+    require(BIO_lookup("127.0.0.1", BIO_get_accept_port(listener.get()), BIO_LOOKUP_CLIENT, 0, 0, &found) == 1);
+    ends[1] = BIO_socket(BIO_ADDRINFO_family(found), BIO_ADDRINFO_socktype(found), BIO_ADDRINFO_protocol(found), 0);
+    const bool connected = BIO_connect(ends[1], BIO_ADDRINFO_address(found), BIO_SOCK_NODELAY) == 1;
+    BIO_ADDRINFO_free(found);
+    require(connected && BIO_do_accept(listener.get()) == 1);
     const Owned<BIO> accepted(BIO_pop(listener.get()));
     ends[0] = takenFrom(accepted.get());
-    ends[1] = takenFrom(connection.get());
 }
 
 /** The calls of the system, in the same words everywhere. */

@@ -39,6 +39,7 @@ void appendCompanions(SoftwareCertStore& platform, const SoftwareContext& certif
         X509* const companion = sk_X509_value(companions.get(), index);
         X509_up_ref(companion);
         if (std::unique_ptr<SoftwareContext> context = makeContext(OpenSslPtr<X509>(companion))) {
+            // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): ReleaseContext counts it down
             issuers.push_back(owned(platform, context.release()));
         }
     }

@@ -133,6 +133,7 @@ uint32_t SoftwareCertStore::createContext(const unsigned char* der, size_t lengt
         if (!certificate || position != der + length) {
             return windowsMalformedEncoding;
         }
+        // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the caller releases it
         std::unique_ptr<SoftwareContext> made = makeContext(std::move(certificate));
         context = made.release();
         return context != nullptr ? 0 : windowsNotEnoughMemory;
