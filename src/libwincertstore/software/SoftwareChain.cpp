@@ -38,8 +38,8 @@ void appendCompanions(SoftwareCertStore& platform, const SoftwareContext& certif
     for (int index = 0; index < sk_X509_num(companions.get()); ++index) {
         X509* const companion = sk_X509_value(companions.get(), index);
         X509_up_ref(companion);
+        // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): ReleaseContext counts it down
         if (std::unique_ptr<SoftwareContext> context = makeContext(OpenSslPtr<X509>(companion))) {
-            // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): ReleaseContext counts it down
             issuers.push_back(owned(platform, context.release()));
         }
     }
