@@ -35,7 +35,8 @@ function(cmncrypto_unity target)
   endif()
   set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
   # What files keep to themselves stands in one scope then, and what one of them says of OpenSSL's headers comes late.
-  target_compile_options(${target} PRIVATE -Wno-shadow -Wno-deprecated-declarations)
+  target_compile_options(${target} PRIVATE -Wno-shadow -Wno-deprecated-declarations
+    "$<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>")
   get_target_property(sources ${target} SOURCES)
   foreach(source ${sources})
     get_filename_component(folder "${source}" DIRECTORY)
