@@ -102,7 +102,7 @@ std::string digestOf(const X509* certificate, const EVP_MD* algorithm) {
                : "";
 }
 
-/** The specification of a key in the store: 1 and 2 are those of CryptoAPI. */
+/** What CryptoAPI calls the kind of a key: 1 and 2 are its own numbers, any other is CNG's. */
 StoreKeyKind keyKindOf(const WinCertStoreCertificate& certificate) {
     constexpr uint32_t lastLegacy = 2;
     uint32_t keySpec = 0;
