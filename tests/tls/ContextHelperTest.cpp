@@ -97,6 +97,7 @@ TEST_F(FromFiles, ChainsAreSentInOrder) {
 TEST_F(FromFiles, StoreThatFails) {
     using namespace WinCertStore;
     const std::list<std::shared_ptr<CertificateFilter>> none;
+    setCertStorePlatform(std::make_shared<SoftwareCertStore>("")); // not the system's, whatever that is
     operations.setWinCertStoreOpenSSLHelper(std::make_shared<WinCertStoreOpenSSLHelper>("", nullptr, none));
     EXPECT_EQ(init({"", "leaf", "key", ""}), "");
     EXPECT_EQ(init({"", "=My\\subject\\nobody", "", ""}), "8772 INIT of Context failed");
