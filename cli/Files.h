@@ -53,10 +53,8 @@ std::string temporaryFolder();
 int openToRead(const std::string& name);
 /** As openToRead(), a pipe or device that is there. */
 int openToWrite(const std::string& name);
-/** Creates a file that its owner alone can read, of which the last six characters of @p name are replaced. */
-int createTemporaryFile(std::string& name);
-/** Gives a new file the rights of those that nothing is special about. */
-bool shareWithOthers(int descriptor) noexcept;
+/** Creates a file of which the last six characters of @p name are replaced. @param confidential for its owner alone */
+int createTemporaryFile(std::string& name, bool confidential);
 
 /** @return the number of bytes read, 0 at the end */
 ptrdiff_t readFrom(int descriptor, void* data, size_t size) noexcept;

@@ -84,7 +84,7 @@ std::vector<QueuedError> takeErrors() {
         const std::string detail = (flags & ERR_TXT_STRING) != 0 ? textOr(data, "") : "";
         const char* const reason = ERR_reason_error_string(code); // none for an error of the system
         std::string text =
-            ERR_SYSTEM_ERROR(code) ? std::generic_category().message(ERR_GET_REASON(code)) : textOr(reason, "");
+            ERR_SYSTEM_ERROR(code) ? std::system_category().message(ERR_GET_REASON(code)) : textOr(reason, "");
         if (!detail.empty()) {
             text.append(" (").append(detail).append(")");
         }

@@ -25,14 +25,9 @@ Failure exists(const std::string& name) {
 OutputFile::OutputFile(const OutputOptions& options) : m_name(options.name), m_force(options.force) {
     openTarget(options.force);
     if (!m_target.isOpen()) {
-        createTemporary(folderOf(m_path));
-        if (!options.confidential && !shareWithOthers(m_file.get())) {
-            const Failure failure = unwritable(m_name);
-            discard();
-            throw failure;
-        }
+        createTemporary(folderOf(m_path), options.confidential);
     } else if (options.holdBack) {
-        createTemporary(temporaryFolder());
+        createTemporary(temporaryFolder(), true);
         discard(); // the open file lives on without a name
     }
 }
@@ -76,13 +71,13 @@ void OutputFile::openTarget(bool force) {
     }
 }
 
-void OutputFile::createTemporary(const std::string& folder) {
+void OutputFile::createTemporary(const std::string& folder, bool confidential) {
     std::string path = folder + "/.cmncrypto-XXXXXX";
     if (path.size() > maximalTemporaryPath) {
         throw Failure(ExitCode::outputUnwritable, m_name + ": the path is too long");
     }
     const SignalBlock block;
-    m_file = FileDescriptor(createTemporaryFile(path));
+    m_file = FileDescriptor(createTemporaryFile(path, confidential));
     if (!m_file.isOpen()) {
         throw unwritable(label() + ": no file can be created in " + folder);
     }

@@ -52,7 +52,7 @@ public:
 private:
     void refuseSameAs(const FileStatus& status) const;
     void openTarget(bool force);
-    void createTemporary(const std::string& folder);
+    void createTemporary(const std::string& folder, bool confidential);
     void copyHeldBack();
     void rename();
     void discard() noexcept;

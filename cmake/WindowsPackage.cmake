@@ -13,6 +13,8 @@ foreach(library IN ITEMS libstdc++-6 libgcc_s_seh-1 libwinpthread-1)
   list(APPEND runtime_libraries "${path}")
 endforeach()
 install(FILES ${runtime_libraries} DESTINATION "${CMAKE_INSTALL_BINDIR}")
+# Keys and bundles of older systems need it.
+install(FILES "${CMNCRYPTO_OPENSSL_LIBRARIES}/ossl-modules/legacy.dll" DESTINATION "${CMAKE_INSTALL_BINDIR}/ossl-modules")
 
 set(notices openssl gcc-mingw-w64-base mingw-w64-common libcli11-dev nlohmann-json3-dev)
 foreach(package IN LISTS notices)

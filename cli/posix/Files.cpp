@@ -84,12 +84,16 @@ int openToWrite(const std::string& name) {
     return ::open(name.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
 }
 
-int createTemporaryFile(std::string& name) {
-    return ::mkostemp(name.data(), O_CLOEXEC);
-}
-
-bool shareWithOthers(int descriptor) noexcept {
-    return ::fchmod(descriptor, 0666 & ~currentUmask()) == 0;
+int createTemporaryFile(std::string& name, bool confidential) {
+    const int file = ::mkostemp(name.data(), O_CLOEXEC);
+    if (file >= 0 && !confidential && ::fchmod(file, 0666 & ~currentUmask()) != 0) {
+        const int error = errno;
+        ::unlink(name.c_str());
+        ::close(file);
+        errno = error;
+        return -1;
+    }
+    return file;
 }
 
 ptrdiff_t readFrom(int descriptor, void* data, size_t size) noexcept {

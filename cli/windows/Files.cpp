@@ -10,7 +10,8 @@
 
 #include "ErrorNumbers.h"
 #include "Handle.h"
-#include "Wide.h"
+#include "frame/Wide.h"
+#include "frame/windows/OwnerRights.h"
 
 namespace CmnCrypto::Cli {
 
@@ -29,10 +30,10 @@ bool succeeded(BOOL result) noexcept {
 constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 /** @return null with errno set */
-Handle open(const std::string& name, DWORD access, DWORD disposition) {
+Handle open(const std::string& name, DWORD access, DWORD disposition, SECURITY_ATTRIBUTES* rights = nullptr) {
     // Without that flag no folder can be opened, not even to see that it is one.
     const DWORD flags = FILE_ATTRIBUTE_NORMAL | FILE_FLAG_BACKUP_SEMANTICS;
-    Handle handle(::CreateFileW(wide(name).c_str(), access, shareAll, nullptr, disposition, flags, nullptr));
+    Handle handle(::CreateFileW(wide(name).c_str(), access, shareAll, rights, disposition, flags, nullptr));
     if (handle.get() == INVALID_HANDLE_VALUE) {
         static_cast<void>(handle.release());
         fail();
@@ -140,20 +141,22 @@ int openToWrite(const std::string& name) {
     return descriptorOf(open(name, GENERIC_WRITE, OPEN_EXISTING), _O_WRONLY);
 }
 
-int createTemporaryFile(std::string& name) {
+int createTemporaryFile(std::string& name, bool confidential) {
+    const SecurityDescriptorPtr owner = confidential ? ownerRights() : nullptr;
+    if (confidential && !owner) {
+        fail();
+        return -1;
+    }
+    SECURITY_ATTRIBUTES rights = {sizeof rights, owner.get(), FALSE}; // of none a new file has those of its folder
     constexpr char letters[] = "abcdefghijklmnopqrstuvwxyz0123456789";
     std::random_device random;
     std::uniform_int_distribution<size_t> choice(0, sizeof letters - 2);
     int descriptor = -1;
     for (int attempt = 0; attempt < 100 && descriptor < 0 && (attempt == 0 || errno == EEXIST); ++attempt) {
         std::generate(name.end() - 6, name.end(), [&] { return letters[choice(random)]; });
-        descriptor = descriptorOf(open(name, GENERIC_READ | GENERIC_WRITE, CREATE_NEW), _O_RDWR);
+        descriptor = descriptorOf(open(name, GENERIC_READ | GENERIC_WRITE, CREATE_NEW, &rights), _O_RDWR);
     }
     return descriptor;
-}
-
-bool shareWithOthers(int) noexcept {
-    return true; // the folder has decided: a new file inherits its rights
 }
 
 ptrdiff_t readFrom(int descriptor, void* data, size_t size) noexcept {

@@ -11,7 +11,7 @@
 // clang-format on
 
 #include "Files.h"
-#include "Wide.h"
+#include "frame/Wide.h"
 
 namespace CmnCrypto::Cli {
 

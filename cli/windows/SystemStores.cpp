@@ -1,12 +1,12 @@
 #include "SystemStores.h"
 
+#include "frame/Wide.h"
+
 // The second one needs the types of the first.
 // clang-format off
 #include <windows.h>
 #include <wincrypt.h>
 // clang-format on
-
-#include "Wide.h"
 
 namespace CmnCrypto::Cli {
 

@@ -1,5 +1,7 @@
 #include "ossl/LegacyContext.h"
 
+#include "ossl/LegacyProvider.h"
+
 namespace CmnCrypto::ossl {
 
 LegacyContext::LegacyContext() noexcept {
@@ -8,7 +10,7 @@ LegacyContext::LegacyContext() noexcept {
     m_context.reset(OSSL_LIB_CTX_new());
     if (m_context) {
         m_default.reset(OSSL_PROVIDER_load(m_context.get(), "default"));
-        m_legacy.reset(OSSL_PROVIDER_load(m_context.get(), "legacy"));
+        m_legacy = loadLegacyProvider(m_context.get());
     }
     ERR_pop_to_mark();
 }

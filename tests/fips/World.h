@@ -4,9 +4,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 
 #include "testlib/Pki.h"
+#include "testlib/Platform.h"
 #include "testlib/Testlib.h"
 
 namespace testlib {
@@ -15,6 +17,10 @@ namespace testlib {
 inline std::string fipsProvider() {
     return std::getenv("CMNCRYPTO_FIPS_PROVIDER") != nullptr ? std::getenv("CMNCRYPTO_FIPS_PROVIDER")
                                                              : CMNCRYPTO_TEST_FIPS_PROVIDER;
+}
+
+inline std::string fipsModule() {
+    return fipsProvider() + "/modules/fips" + moduleSuffix;
 }
 
 /** OpenSSL set up around a FIPS provider, sound or not, for processes in which it has not been used yet. */
@@ -27,8 +33,11 @@ public:
      *               "unnamed"
      */
     explicit World(const std::string& providers = "fips", const std::string& damage = "") {
-        std::string module = damage == "empty" ? "" : contentOf(fipsProvider() + "/modules/fips.so");
-        std::string section = contentOf(fipsProvider() + "/fipsmodule.cnf"), named, only;
+        if (isInside()) {
+            return;
+        }
+        std::string module = damage == "empty" ? "" : contentOf(fipsModule());
+        std::string section = contentOf(fipsProvider() + "/fipsmodule.cnf"), list, only;
         const auto flip = [](std::string& content, const std::string& behind) {
             char& character = content.at(content.find(behind) + behind.size());
             character = character == '0' ? '1' : '0';
@@ -41,37 +50,58 @@ public:
             const std::string name = word.substr(0, word.find('!'));
             only = name == "only" ? "alg_section = algorithms\n" : "";
             const std::string line = name + (name == "fips" ? "=fips_sect\n" : "=active\n");
-            named += name == "only" || damage == "unnamed" ? "" : line;
+            list += name == "only" || damage == "unnamed" ? "" : line;
         }
-        m_folder = (std::filesystem::temp_directory_path() / "cmncrypto-XXXXXX").string();
-        EXPECT_NE(mkdtemp(m_folder.data()), nullptr);
-        std::filesystem::create_symlink(OPENSSL_info(OPENSSL_INFO_MODULES_DIR) + std::string("/legacy.so"),
-                                        m_folder + "/legacy.so");
-        std::ofstream(m_folder + (damage == "missing" ? "/other.so" : "/fips.so"), std::ios::binary) << module;
-        std::ofstream(m_folder + "/openssl.cnf")
+        m_folder = std::filesystem::temp_directory_path() / ("cmncrypto-" + std::to_string(std::random_device()()));
+        EXPECT_TRUE(std::filesystem::create_directory(m_folder));
+        static const std::string modules = // before there was a world
+            std::getenv("OPENSSL_MODULES") != nullptr ? std::getenv("OPENSSL_MODULES")
+                                                      : OPENSSL_info(OPENSSL_INFO_MODULES_DIR);
+        const std::string legacy = std::string("legacy") + moduleSuffix;
+        std::filesystem::copy_file(modules + "/" + legacy, m_folder / legacy);
+        std::ofstream(m_folder / ((damage == "missing" ? "other" : "fips") + std::string(moduleSuffix)),
+                      std::ios::binary)
+            << module;
+        std::ofstream(m_folder / "openssl.cnf")
             << "openssl_conf = init\n" + section + "\n[init]\nproviders = list\n" + only + "[algorithms]\n" +
-                   "default_properties = fips=yes\n[active]\nactivate = 1\n[list]\n" + named;
+                   "default_properties = fips=yes\n[active]\nactivate = 1\n[list]\n" + list;
     }
-    ~World() { std::filesystem::remove_all(m_folder); }
+    ~World() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_folder, ignored);
+    }
     /** Runs a body in a process of its own. */
     void run(const std::function<void()>& body) const {
+        if (!isInside()) {
+            setEnvironment("OPENSSL_CONF", (m_folder / "openssl.cnf").string());
+            setEnvironment("OPENSSL_MODULES", m_folder.string());
+            setEnvironment(inside, "1");
+        }
         inOwnProcess([&] {
-            setenv("OPENSSL_CONF", (m_folder + "/openssl.cnf").c_str(), 1);
-            setenv("OPENSSL_MODULES", m_folder.c_str(), 1);
             captureLog();
             body();
         });
+        if (!m_folder.empty()) {
+            setEnvironment(inside, "");
+        }
     }
 
 private:
-    std::string m_folder; // not a Folder, whose name OpenSSL makes
+    static constexpr const char* inside = "CMNCRYPTO_WORLD";
+    /** Where there is no fork(), a process of its own runs the whole test up to here, in the world of who began it. */
+    static bool isInside() {
+        const char* const value = std::getenv(inside);
+        return value != nullptr && *value != '\0';
+    }
+
+    std::filesystem::path m_folder; // not a Folder, whose name OpenSSL makes
 };
 
 /** Skips where there is no provider. */
 class Fips : public testing::Test {
 protected:
     void SetUp() override {
-        if (!std::filesystem::exists(fipsProvider() + "/modules/fips.so")) {
+        if (!std::filesystem::exists(fipsModule())) {
             GTEST_SKIP() << "no FIPS provider in " << fipsProvider() << "; scripts/build-openssl fips makes one";
         }
     }

@@ -11,13 +11,19 @@ set(certificate_groups Chain.test_links Chain.test_saving_and_splitting)
 set(key_groups Requests.test_requests_of_others Bundles.test_packing)
 set(revocation_groups Verification.test_evidence_and_inputs)
 set(store_groups Stores.test_explain Stores.test_time_lag Changes.test_verify)
+set(fips_groups With.test_states_and_answers Without)
 set(tls_groups Probing Serving.test_certificates_of_clients Serving.test_many_at_once_and_a_signal)
-foreach(area IN ITEMS windows command certificate key revocation store tls)
+foreach(area IN ITEMS windows command certificate key revocation store tls fips)
   foreach(group IN LISTS ${area}_groups)
     add_test(NAME ${area}.${group}
       COMMAND Python3::Interpreter "${CMAKE_CURRENT_SOURCE_DIR}/${area}_test.py" "${command}" ${group})
     set_tests_properties(${area}.${group} PROPERTIES TIMEOUT 600)
   endforeach()
+endforeach()
+
+foreach(group IN LISTS fips_groups)
+  set_tests_properties(fips.${group} PROPERTIES SKIP_RETURN_CODE 77 LABELS fips
+    ENVIRONMENT "CMNCRYPTO_FIPS_PROVIDER=${PROJECT_SOURCE_DIR}/build/openssl/windows")
 endforeach()
 
 # The archive, unpacked elsewhere, where nothing but itself is found.

@@ -1,4 +1,5 @@
 """FIPS mode on the command line, with a real provider and without: fips_test.py PATH_OF_COMMAND [GROUP...]"""
+import glob
 import json
 import os
 import re
@@ -9,7 +10,8 @@ from command_test import Case, unittest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 PROVIDER = os.environ.get("CMNCRYPTO_FIPS_PROVIDER", os.path.join(HERE, "../../build/openssl/fips"))
-MODULE, SECTION = os.path.join(PROVIDER, "modules/fips.so"), os.path.join(PROVIDER, "fipsmodule.cnf")
+MODULE = "".join(glob.glob(os.path.join(PROVIDER, "modules/fips.*")))
+SECTION = os.path.join(PROVIDER, "fipsmodule.cnf")
 
 
 class FipsCase(Case):
@@ -81,13 +83,13 @@ class Without(FipsCase):
         self.setting([], only=True)
         self.assertEqual(self.state(expect=8)[:3], ("on", True, "default"))
         self.assertFalse(self.json("fips", "test", expect=8)["passed"])
-        for content, problem in ((None, "No such file"), (b"[broken\n", "line 1: ")):
+        for content, problem in ((None, "(?i)no such file|not found"), (b"[broken\n", "line 1: ")):
             os.remove("openssl.cnf") if content is None else self.put("openssl.cnf", content)
-            self.assertIn(problem, self.state()[4])
+            self.assertRegex(self.state()[4], problem)
         self.refused(2, "--enable", "fips", "--enable")
 
 
 if __name__ == "__main__":
-    if "With" in sys.argv and not os.path.exists(MODULE):
+    if any("With." in name or name == "With" for name in sys.argv) and not os.path.exists(MODULE):
         sys.exit(77)  # skipped: scripts/build-openssl fips makes one
     unittest.main()

@@ -12,6 +12,7 @@ import unittest
 
 from certificate_test import openssl
 from command_test import COMMAND, DATA, KEY, PHRASE, Case
+from key_test import LEGACY
 
 NAMES = ("-two words", "Größe Ж データ 😀", "a'b%PATH%")
 EXAMPLES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../examples")
@@ -34,6 +35,8 @@ class Names(Case):
             self.put("phrase", PHRASE + b"\n"), os.makedirs(f"{name}/MY")
             self.run_command("key", "new", "-b", "2048", "-p", "phrase", "-o", name + ".key")
             openssl("pkey", "-in", name + ".key", "-passin", "file:phrase", "-check", "-noout")
+            self.run_command("cert", "self-signed", "-k", name + ".key", "-p", "phrase", "-o", "pem")
+            self.assertEqual([os.stat(file).st_mode & 0o004 for file in (name + ".key", "pem")], [0, 4])  # as Wine has it
             self.run_command("cert", "self-signed", "-k", name + ".key", "-p", "phrase", "--subject", "CN=ä", "-o",
                              f"{name}/MY/host.pem")
             self.run_command("cert", "save", "-o", name + ".pem", f"{name}/MY/host.pem")
@@ -83,10 +86,13 @@ class Process(Case):
 
 class Package(Case):
     def test_archive(self):
-        shutil.unpack_archive(os.environ["PACKAGE"], "un packed")
-        root, = map(os.path.abspath, glob.glob("un packed/*"))
-        self.assertEqual(set(os.listdir(root + "/bin")), {f"lib{name}.dll" for name in LIBRARIES} | {"cmncrypto.exe"})
-        self.put("data", b"data")  # the examples take the text itself
+        shutil.unpack_archive(os.environ["PACKAGE"], "un packed Ж")
+        root, = map(os.path.abspath, glob.glob("un packed Ж/*"))
+        self.assertEqual(set(os.listdir(root + "/bin")),
+                         {f"lib{name}.dll" for name in LIBRARIES} | {"cmncrypto.exe", "ossl-modules"})
+        self.put("data", b"data"), self.put("phrase", PHRASE + b"\n")  # the examples take the text itself
+        old = openssl("genpkey", "-algorithm", "RSA", "-pkeyopt", "rsa_keygen_bits:1024")
+        self.put("old", openssl("pkcs8", "-topk8", "-v1", "PBE-MD5-DES", "-passout", "file:phrase", *LEGACY, data=old))
         package = ["-DCMAKE_TOOLCHAIN_FILE=" + os.environ["TOOLCHAIN"], f"-Dcmncryptocore_DIR={root}/lib/cmake/cmncryptocore"]
         for language, example in (("c", "digest"), ("cpp", "stream")):
             subprocess.run(["cmake", "-S", f"{EXAMPLES}/{language}", "-B", language, *package], check=True, stdout=subprocess.DEVNULL)
@@ -98,6 +104,7 @@ class Package(Case):
         for line in (("cmncrypto", "hash", "data"), ("digest", "data")):
             self.assertIn(hashlib.sha256(b"data").hexdigest(), run(*line))
         self.assertIn("decrypted: text\r\n", run("stream", "text"))
+        self.assertIn("1024", run("cmncrypto", "key", "show", "-q", "-p", "phrase", "old"))
 
 
 if __name__ == "__main__":

@@ -11,12 +11,13 @@
 /** What each system does in its own way. Sockets go by their numbers, as the library is told them. */
 namespace testlib {
 
-extern const char* const emptyDevice; ///< a file that is always there and empty
-extern const bool foldersOpen;        ///< whether a folder opens as a file does, and only reading fails
-extern const bool posixNames;         ///< symbolic links, backslashes in names, and names that differ in case only
-extern const bool sortsStably;        ///< qsort(), and so OpenSSL, leaves what is equal in its order
-extern const char* const textReturn;  ///< what text mode leaves of the first half of a line's end in CR LF
-extern const int pipeSignal;          ///< raised by writing to who has gone; where none is, any
+extern const char* const emptyDevice;  ///< a file that is always there and empty
+extern const bool foldersOpen;         ///< whether a folder opens as a file does, and only reading fails
+extern const bool posixNames;          ///< symbolic links, backslashes in names, and names that differ in case only
+extern const bool sortsStably;         ///< qsort(), and so OpenSSL, leaves what is equal in its order
+extern const char* const textReturn;   ///< what text mode leaves of the first half of a line's end in CR LF
+extern const char* const moduleSuffix; ///< of the file names of OpenSSL's providers
+extern const int pipeSignal;           ///< raised by writing to who has gone; where none is, any
 
 void setEnvironment(const std::string& name, const std::string& value);
 /** Ends the process after some time. */

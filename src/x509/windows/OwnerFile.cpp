@@ -4,31 +4,14 @@
 #include <exception>
 #include <fcntl.h>
 #include <io.h>
-#include <memory>
-
-// clang-format off: the other needs it
 #include <windows.h>
-// clang-format on
-#include <sddl.h>
 
 #include "frame/Wide.h"
+#include "frame/windows/OwnerRights.h"
 
 namespace CmnCrypto {
 
 namespace {
-
-struct FreeLocal {
-    void operator()(void* memory) const noexcept { ::LocalFree(memory); }
-};
-using Descriptor = std::unique_ptr<void, FreeLocal>;
-
-/** @return full control for the owner and the system, and nothing inherited from the folder; null on failure */
-Descriptor ownerOnly() noexcept {
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    const bool made = ::ConvertStringSecurityDescriptorToSecurityDescriptorW(
-                          L"D:P(A;;FA;;;OW)(A;;FA;;;SY)", SDDL_REVISION_1, &descriptor, nullptr) != FALSE;
-    return Descriptor(made ? descriptor : nullptr);
-}
 
 std::FILE* opened(HANDLE handle, const wchar_t* name) noexcept {
     const int descriptor = ::_open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_BINARY);
@@ -49,7 +32,7 @@ std::FILE* opened(HANDLE handle, const wchar_t* name) noexcept {
 std::FILE* createOwnerFile(const std::string& path) noexcept {
     try {
         const std::wstring name = wide(path);
-        const Descriptor descriptor = ownerOnly();
+        const SecurityDescriptorPtr descriptor = ownerRights();
         SECURITY_ATTRIBUTES attributes = {sizeof attributes, descriptor.get(), FALSE};
         const HANDLE handle = descriptor ? ::CreateFileW(name.c_str(), GENERIC_WRITE, 0, &attributes, CREATE_NEW,
                                                          FILE_ATTRIBUTE_NORMAL, nullptr)

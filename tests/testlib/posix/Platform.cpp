@@ -36,6 +36,7 @@ const bool foldersOpen = true;
 const bool posixNames = true;
 const bool sortsStably = true;
 const char* const textReturn = "\r";
+const char* const moduleSuffix = ".so";
 const int pipeSignal = SIGPIPE;
 
 void setEnvironment(const std::string& name, const std::string& value) {

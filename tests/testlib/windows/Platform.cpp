@@ -50,6 +50,7 @@ const bool foldersOpen = false;
 const bool posixNames = false;
 const bool sortsStably = false;
 const char* const textReturn = "";
+const char* const moduleSuffix = ".dll";
 const int pipeSignal = SIGABRT;
 
 void setEnvironment(const std::string& name, const std::string& value) {
