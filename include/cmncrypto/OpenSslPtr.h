@@ -8,6 +8,7 @@
 
 #include <openssl/types.h>
 
+struct PBE2PARAM_st;
 struct PKCS12_st;
 struct X509_extension_st;
 struct X509_req_st;
@@ -44,6 +45,7 @@ struct OpenSslDeleter {
     void operator()(OSSL_LIB_CTX* object) const noexcept;
     void operator()(OSSL_PROVIDER* object) const noexcept;
     void operator()(PKCS12_st* object) const noexcept;
+    void operator()(PBE2PARAM_st* object) const noexcept;
     void operator()(PKCS8_PRIV_KEY_INFO* object) const noexcept;
     void operator()(RSA* object) const noexcept;
     void operator()(RSA_METHOD* object) const noexcept;

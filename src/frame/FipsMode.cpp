@@ -70,6 +70,13 @@ bool randomWorks() {
     return RAND_bytes(&byte, 1) == 1;
 }
 
+/** Whether FIPS mode is on and something serves it: hosts and configurations can ask for it alone. */
+bool isInWorkingOrder() {
+    const bool works = FIPS_mode() != 0 && fipsAlgorithmsExist() && randomWorks();
+    ERR_clear_error();
+    return works;
+}
+
 /** Switches the properties back, keeping the errors that say why it was necessary. */
 void backToUnrestricted() {
     ERR_set_mark();
@@ -83,6 +90,7 @@ bool switchOn() {
     // would leave nothing.
     const OpenSslPtr<EVP_MD> present(EVP_MD_fetch(defaultContext, "SHA256", nullptr));
     const bool hasDefault = OSSL_PROVIDER_available(defaultContext, "default") == 1;
+    const bool wasOn = FIPS_mode() != 0;
     ERR_clear_error();
 
     auto providers = std::make_unique<LoadedProviders>();
@@ -91,7 +99,7 @@ bool switchOn() {
         return false;
     }
     if (!randomWorks()) {
-        backToUnrestricted();
+        wasOn ? void() : backToUnrestricted();
         return false;
     }
     keep(std::move(providers));
@@ -110,7 +118,7 @@ int FIPS_mode_set(int on) {
     if (on == 0) {
         done = EVP_default_properties_enable_fips(defaultContext, 0) == 1;
     } else {
-        done = FIPS_mode() != 0 || switchOn();
+        done = isInWorkingOrder() || switchOn();
     }
     ossl::forgetAlgorithms();
     return done ? 1 : 0;

@@ -61,6 +61,10 @@ void OpenSslDeleter::operator()(OSSL_PROVIDER* object) const noexcept {
 void OpenSslDeleter::operator()(PKCS12* object) const noexcept {
     PKCS12_free(object);
 }
+void OpenSslDeleter::operator()(PBE2PARAM* object) const noexcept {
+    PBE2PARAM_free(object);
+}
+
 void OpenSslDeleter::operator()(PKCS8_PRIV_KEY_INFO* object) const noexcept {
     PKCS8_PRIV_KEY_INFO_free(object);
 }

@@ -22,6 +22,12 @@ bool parse(PKCS12* bundle, const char* password, BundleParts& parts) {
     return result == 1;
 }
 
+/** Whether a bundle's checksum speaks for a password; one that cannot be computed does not speak against it. */
+bool agrees(PKCS12* bundle, const char* password, int length) {
+    ossl::clearErrors();
+    return PKCS12_verify_mac(bundle, password, length) == 1 || ERR_peek_error() != 0;
+}
+
 /** Takes a bundle apart whose encryption the process's own providers do not know. */
 bool parseOldFormat(const char* function, const unsigned char* data, int length, const char* password,
                     BundleParts& parts) {
@@ -38,10 +44,10 @@ bool parseOldFormat(const char* function, const unsigned char* data, int length,
 } // namespace
 
 bool bundlePasswordFits(PKCS12* bundle, const std::string& password) {
-    const bool fits = PKCS12_mac_present(bundle) != 1 ||
-                      (password.size() <= INT_MAX &&
-                       PKCS12_verify_mac(bundle, password.c_str(), static_cast<int>(password.size())) == 1) ||
-                      (password.empty() && PKCS12_verify_mac(bundle, nullptr, 0) == 1);
+    const bool fits =
+        PKCS12_mac_present(bundle) != 1 ||
+        (password.size() <= INT_MAX && agrees(bundle, password.c_str(), static_cast<int>(password.size()))) ||
+        (password.empty() && agrees(bundle, nullptr, 0));
     ossl::clearErrors(); // an unsuccessful attempt must not be taken for the reason of what follows
     return fits;
 }

@@ -50,11 +50,22 @@ OpenSslPtr<X509_SIG> pkcs8Of(const PemBlock& block) {
     return OpenSslPtr<X509_SIG>(d2i_X509_SIG(nullptr, &der, block.length()));
 }
 
-/** @return the number of the algorithm that a PKCS#8 key is encrypted with */
-int algorithmOf(const X509_SIG& encrypted) {
+const X509_ALGOR& encryptionOf(const X509_SIG& encrypted) {
     const X509_ALGOR* algorithm = nullptr;
     X509_SIG_get0(&encrypted, &algorithm, nullptr);
-    return OBJ_obj2nid(algorithm->algorithm);
+    return *algorithm;
+}
+
+/** @return the number of the algorithm that a PKCS#8 key is encrypted with */
+int algorithmOf(const X509_SIG& encrypted) {
+    return OBJ_obj2nid(encryptionOf(encrypted).algorithm);
+}
+
+/** Whether the key of PBES2 (RFC 8018) is derived in the one way that is a FIPS one; scrypt is not. */
+bool derivesByPbkdf2(const X509_SIG& encrypted) {
+    const OpenSslPtr<PBE2PARAM> parameters(static_cast<PBE2PARAM*>(
+        ASN1_TYPE_unpack_sequence(ASN1_ITEM_rptr(PBE2PARAM), encryptionOf(encrypted).parameter)));
+    return parameters && OBJ_obj2nid(parameters->keyfunc->algorithm) == NID_id_pbkdf2;
 }
 
 } // namespace
@@ -64,7 +75,7 @@ bool isOldEncryption(const PemBlock& block) {
         return block.hasHeader();
     }
     const OpenSslPtr<X509_SIG> encrypted = pkcs8Of(block);
-    return encrypted && algorithmOf(*encrypted) != NID_pbes2;
+    return encrypted && (algorithmOf(*encrypted) != NID_pbes2 || !derivesByPbkdf2(*encrypted));
 }
 
 OpenSslPtr<EVP_PKEY> openOldTraditional(PemBlock& block, PassPhrase& passPhrase,

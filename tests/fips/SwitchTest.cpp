@@ -53,6 +53,14 @@ TEST_F(Fips, OnAndOffInEverySetting) {
     }
 }
 
+TEST_F(Fips, AskedForWithoutAProvider) {
+    World("fips default! only").run([] {
+        EXPECT_EQ(state(), "1,1,114,114,114,8787,114");
+        CmnApi::initialize(2); // runs the switch, as 1 is what is reported
+        EXPECT_EQ(state() + " " + elsewhere(state), "1,1,0,0,0,8787,0 1,1,0,0,0,8787,0");
+    });
+}
+
 TEST_F(Fips, OtherThreadsHashOnWhileItSwitchesOrFailsTo) {
     for (const bool sound : {true, false}) {
         World("fips", sound ? "" : "checksum").run([sound] {

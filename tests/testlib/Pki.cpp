@@ -47,6 +47,14 @@ std::string misnamed(std::string text) {
     return text;
 }
 
+std::string scryptPem(EVP_PKEY* key, const EVP_CIPHER* cipher) {
+    const Owned<PKCS8_PRIV_KEY_INFO> plain(EVP_PKEY2PKCS8(key));
+    unsigned char salt[8] = {};
+    X509_ALGOR* const algorithm = PKCS5_pbe2_set_scrypt(cipher, salt, sizeof salt, nullptr, 16, 8, 1);
+    const Owned<X509_SIG> encrypted(PKCS8_set0_pbe("secret", 6, plain.get(), require(algorithm)));
+    return written([&](BIO* out) { return PEM_write_bio_PKCS8(out, require(encrypted.get())); });
+}
+
 std::string block(const std::string& form, std::string how, const std::string& kind) {
     const Owned<EVP_CIPHER> cipher(how.empty() ? nullptr : EVP_CIPHER_fetch(legacyContext(), how.c_str(), nullptr));
     std::replace(how.begin(), how.end(), '_', ' ');
@@ -59,6 +67,7 @@ std::string block(const std::string& form, std::string how, const std::string& k
            : form == "crl"    ? crlBy(keyOf(kind))
            : form == "public" ? publicPem(keyOf(kind))
            : form == "pbe"    ? oldPem(keyOf(kind), OBJ_txt2nid(how.c_str()))
+           : form == "scrypt" ? scryptPem(keyOf(kind), cipher.get())
            : form == "trusted"
                ? written([&](BIO* out) { return PEM_write_bio_X509_AUX(out, makeCertificate(kind).get()); })
                : pem(keyOf(kind), cipher.get(), form == "old");

@@ -37,8 +37,8 @@ std::string lockedPem(const std::string& type, X509* certificate);
 /**
  * Blocks joined by "+". One is "cert:<kind of key>", "trusted:", "public:" or "crl:" with a kind, a private key
  * ("pkcs8:" or "old:" with a kind, encrypted with "secret" when a cipher stands before the colon, "old/AES-128-CBC:",
- * or "pbe/PBE-MD5-DES:"), "locked/<TYPE>:", "bad/<TYPE>:", which is malformed, "nul:", a zero byte, or "text:", a line.
- * "crlf:" at the begin makes all lines end so.
+ * "scrypt/AES-128-CBC:" or "pbe/PBE-MD5-DES:"), "locked/<TYPE>:", "bad/<TYPE>:", which is malformed, "nul:", a zero
+ * byte, or "text:", a line. "crlf:" at the begin makes all lines end so.
  */
 std::string pemOf(const std::string& blocks);
 
