@@ -121,6 +121,8 @@ TEST_F(Fips, Bundles) { // OpenSSL 3.0 derives their keys in a way that no FIPS 
     unsigned char bundle[10000];
     int length = 0;
     char secret[] = "secret";
+    unsigned char* old = nullptr;
+    int oldLength = 0;
     inAndOut([&](bool inside) {
         X509* read = nullptr;
         EVP_PKEY* key = nullptr;
@@ -132,7 +134,19 @@ TEST_F(Fips, Bundles) { // OpenSSL 3.0 derives their keys in a way that no FIPS 
         EXPECT_EQ(cmncrypto_extractCertFromPKCS12(bundle, length, secret, &read, &key), inside ? 13 : 0);
         EXPECT_TRUE(failuresLogged(Lines(inside ? 2 : 0, "16 - X509Certificate::*PKCS12: Failed to *")));
         EXPECT_EQ((Owned<X509>(read) == nullptr) + (Owned<EVP_PKEY>(key) == nullptr), inside ? 2 : 0);
+        if (old == nullptr) {
+            constexpr int rc2 = NID_pbe_WithSHA1And40BitRC2_CBC;
+            oldLength =
+                i2d_PKCS12(Owned<PKCS12>(PKCS12_create_ex(secret, nullptr, keyOf("P-256"), makeCertificate().get(),
+                                                          nullptr, rc2, rc2, 0, 0, 0, legacyContext(), nullptr))
+                               .get(),
+                           &old);
+        }
+        read = nullptr, key = nullptr; // no private context opens what FIPS mode refuses
+        EXPECT_EQ(cmncrypto_extractCertFromPKCS12(old, oldLength, secret, &read, &key), inside ? 13 : 0);
+        EXPECT_EQ((Owned<X509>(read) == nullptr) + (Owned<EVP_PKEY>(key) == nullptr), inside ? 2 : 0);
     });
+    OPENSSL_free(old);
 }
 
 TEST_F(Fips, ChainsWithRevocationLists) {
