@@ -41,12 +41,13 @@ TEST_F(FrameFaults, FipsModeOn) {
     const std::string tag = "2 - CmnApi::initialize: ";
     takeLog();
     CmnApi::initialize(1);
-    CmnApi::initialize(2);
     CmnApi::initialize(0);
     const std::string isOn = tag + "FIPS mode is initially set with value 1";
     EXPECT_TRUE(logged(tag, {isOn, tag + "FIPS mode is already set as per requested value 1", isOn,
-                             tag + "FIPS_mode_set() successfully set the FIPS mode as 2", isOn,
                              tag + "FIPS_mode_set() successfully set the FIPS mode as 0"}));
+    CmnApi::initialize(2); // runs the switch, which has no provider here
+    EXPECT_TRUE(
+        failuresLogged({"16 - CmnApi::initialize: FIPS_mode_set() failed to update the fips mode, error:Error - (*"}));
 }
 
 TEST_F(FrameFaults, Base64) {
