@@ -21,12 +21,14 @@ constexpr std::array<Level, 5> levels = {
     {{0, "none"}, {failureLevel, "failure"}, {8, "warning"}, {2, "info"}, {4, "trace"}}};
 
 const Level* threshold = levels.data();
+thread_local std::string first;
 thread_local std::string latest; // the library calls back on the thread that failed
 
 int receive(int number, const char* message, const char* function) {
     try {
         if (number == failureLevel) {
             latest = message;
+            first = first.empty() ? latest : first;
         }
         const auto* level = std::find_if(levels.begin(), levels.end(),
                                          [number](const Level& candidate) { return candidate.number == number; });
@@ -61,7 +63,13 @@ void startLog(const std::string& levelName) {
 }
 
 void captureFailures() {
+    first.clear();
+    latest.clear();
     set_log_callback(&receive, nullptr);
+}
+
+const std::string& firstFailure() {
+    return first;
 }
 
 const std::string& latestFailure() {

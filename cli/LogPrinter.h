@@ -18,6 +18,9 @@ void startLog(const std::string& levelName);
 /** Remembers failure messages from now on, whatever is printed. */
 void captureFailures();
 
+/** @return the first failure message since captureFailures(), often the most precise one; empty if there was none */
+const std::string& firstFailure();
+
 /** @return the latest failure message since captureFailures(), empty if there was none */
 const std::string& latestFailure();
 

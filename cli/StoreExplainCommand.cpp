@@ -85,6 +85,9 @@ ExitCode runExplain(const ExplainOptions& options) {
     WinCertStoreCertificate winner;
     _selected_win_cert_store_path selected;
     const int code = selector.GetCertificate(winner, selected, false);
+    if (code != 0) {
+        refuseUnreadable(platform, options.path);
+    }
     if (code == malformedPath && verdicts.empty()) {
         refusePath(options, selectionText(code), code);
     }

@@ -4,6 +4,7 @@
 #include "Commands.h"
 #include "FileOption.h"
 #include "Files.h"
+#include "Interrupt.h"
 #include "LogPrinter.h"
 #include "PassPhrase.h"
 #include "StoreTarget.h"
@@ -27,17 +28,22 @@ struct ExportOptions {
 WinCertStoreError write(const ExportOptions& options, const WinCertStoreCertificate& certificate) {
     if (!options.bundle) {
         captureFailures();
+        const SignalBlock block;
         return WinCertStoreHelper::ExportCertificate(certificate, options.output,
                                                      options.der ? CERT_FILE_DER : CERT_FILE_PEM);
     }
     const Secret passPhrase = readPassPhrase(options.passFile, options.quiet);
     captureFailures();
+    const SignalBlock block;
     return WinCertStoreHelper::ExportPKCS12(certificate, options.output, passPhrase.text());
 }
 
 ExitCode runExport(const ExportOptions& options) {
     if (options.bundle == options.passFile.empty() || (options.bundle && options.der)) {
         throw Failure(ExitCode::usage, "export: give --der, or --p12 with --pass-file FILE, or none of them for PEM");
+    }
+    if (options.output == "-") {
+        throw Failure(ExitCode::usage, "-o: certificates are saved to files only; name a file, ./- for this name");
     }
     const StoreTarget target = findStoreTarget(options.target);
     if (isNameTaken(options.output)) {

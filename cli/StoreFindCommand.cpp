@@ -5,14 +5,12 @@
 #include "Commands.h"
 #include "StoreFolder.h"
 #include "TextOutput.h"
-#include "cmncrypto/CertificateSelector.h"
 #include "cmncrypto/WinCertStoreHelper.h"
 
 namespace CmnCrypto::Cli {
 
 namespace {
 
-using WinCertStore::CertificateSelector;
 using WinCertStore::WinCertStoreCertificate;
 
 struct FindOptions {
@@ -33,8 +31,7 @@ std::string find(const FindOptions& options, WinCertStoreCertificate& certificat
         throw Failure(ExitCode::usage, "--in: names no store; give NAME,... or leave the option out");
     }
     for (const std::string& name : names) {
-        const OpenedStore store(platform, name);
-        if (CertificateSelector::FindCertInStore(store.handle(), options.fingerprint, certificate) == 0) {
+        if (OpenedStore(platform, name).find(options.fingerprint, certificate)) {
             return name;
         }
     }

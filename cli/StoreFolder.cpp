@@ -10,6 +10,7 @@
 #include "Commands.h"
 #include "FileOption.h"
 #include "Files.h"
+#include "LogPrinter.h"
 #include "OpenSslOwner.h"
 #include "ReadableName.h"
 #include "SystemStores.h"
@@ -24,7 +25,9 @@ using WinCertStore::CandidateCheck;
 using WinCertStore::CandidateVerdict;
 using WinCertStore::WinCertStoreCertificate;
 
+constexpr int noSuchFingerprint = 158;
 constexpr int noSuchSubject = 8771;
+constexpr uint32_t accessDenied = 5;
 
 /** Beyond it the library's number of seconds would wrap: some 68 years. */
 constexpr uint64_t maximalLag = INT32_MAX / 60;
@@ -35,6 +38,10 @@ OwnedCertificate decoded(const WinCertStoreCertificate& certificate) {
         throw Failure(ExitCode::internal, "store: one of its certificates cannot be decoded");
     }
     return x509;
+}
+
+[[noreturn]] void refuseStore(const std::string& name) {
+    throw Failure(ExitCode::inputUnreadable, "store " + name + ": cannot be opened, permission denied");
 }
 
 std::string storeList(const StoreSet& stores) {
@@ -114,10 +121,23 @@ std::vector<std::string> listedNames(const std::string& text) {
 
 OpenedStore::OpenedStore(const std::shared_ptr<const StoreSet>& stores, const std::string& name)
     : m_platform(stores->platform) {
-    if (const uint32_t error = m_platform->openStore(name, true, m_handle); error != 0) {
+    const uint32_t error = m_platform->openStore(name, true, m_handle);
+    if (error == accessDenied) {
+        refuseStore(name);
+    }
+    if (error != 0) {
         throw Failure(ExitCode::inputUnreadable, "store " + name + ": cannot be opened, " +
                                                      m_platform->errorText(error) + "; " + storeList(*stores));
     }
+}
+
+bool OpenedStore::find(const std::string& fingerprint, WinCertStoreCertificate& certificate) const {
+    captureFailures();
+    const int code = WinCertStore::CertificateSelector::FindCertInStore(m_handle, fingerprint, certificate);
+    if (code != 0 && code != noSuchFingerprint) {
+        throw Failure(ExitCode::internal, "store: cannot be searched: " + latestFailure(), code);
+    }
+    return code == 0;
 }
 
 std::vector<WinCertStoreCertificate> OpenedStore::certificates() const {
@@ -127,6 +147,23 @@ std::vector<WinCertStoreCertificate> OpenedStore::certificates() const {
         found.emplace_back(m_platform->duplicate(context), WinCertStore::CERT_MEMORY_OWNED, m_platform);
     }
     return found;
+}
+
+void refuseUnreadable(const std::shared_ptr<const StoreSet>& stores, const std::string& path) {
+    for (const std::string& element : splitOutsideQuotes(path, ',')) {
+        const size_t first = element.find_first_not_of(' ');
+        if (first == std::string::npos) {
+            continue;
+        }
+        const std::string name = element.substr(first, element.find('\\') - first);
+        WinCertStore::CertStoreHandle store = nullptr;
+        const uint32_t error = stores->platform->openStore(name, true, store);
+        if (error == 0) {
+            stores->platform->closeStore(store);
+        } else if (error == accessDenied) {
+            refuseStore(name);
+        }
+    }
 }
 
 std::string pemOf(const WinCertStoreCertificate& certificate) {
@@ -182,7 +219,8 @@ std::string storePathMistake(const std::string& path) {
 std::string refusalText(const CandidateVerdict& verdict) {
     switch (verdict.refusedBy) {
     case CandidateCheck::privateKey:
-        return "the store has no private key for it that can be used: missing, encrypted or another certificate's";
+        return "the store has no private key for it that can be used: missing, unreadable, encrypted or another "
+               "certificate's";
     case CandidateCheck::subject:
         return "its subject does not match";
     default:
@@ -201,7 +239,7 @@ std::string selectionText(int code) {
         {8767, "its issuer is another one than the path asks for"},
         {8770, "the filter chose none"},
         {8771, "no certificate in the store has such a subject; store list shows those that there are"},
-        {8772, "there is no such store; store list shows those that there are"},
+        {8772, "there is no such store, or it cannot be read; store list shows those that there are"},
         {8773, "it is not valid yet"},
         {8775, "the name of this machine is not known, and the path asks for it"},
         {8776, "its key is no RSA key"},

@@ -49,7 +49,8 @@ public:
     OpenedStore(const OpenedStore&) = delete;
     OpenedStore& operator=(const OpenedStore&) = delete;
 
-    WinCertStore::CertStoreHandle handle() const noexcept { return m_handle; }
+    /** Finds the first one with a valid fingerprint. @throws Failure (internal) when it could not be looked for */
+    bool find(const std::string& fingerprint, WinCertStore::WinCertStoreCertificate& certificate) const;
     /** @return all that it holds, in its order */
     std::vector<WinCertStore::WinCertStoreCertificate> certificates() const;
 
@@ -57,6 +58,10 @@ private:
     std::shared_ptr<WinCertStore::CertStorePlatform> m_platform;
     WinCertStore::CertStoreHandle m_handle = nullptr;
 };
+
+/** For a path that selects none: it says nothing about a store that could not be read.
+ *  @throws Failure (input cannot be read) when there is such a store in the path */
+void refuseUnreadable(const std::shared_ptr<const StoreSet>& stores, const std::string& path);
 
 /** @return the certificate in PEM @throws Failure (internal) */
 std::string pemOf(const WinCertStore::WinCertStoreCertificate& certificate);

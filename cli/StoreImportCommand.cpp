@@ -1,9 +1,12 @@
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Commands.h"
 #include "FileOption.h"
+#include "Files.h"
+#include "Interrupt.h"
 #include "LogPrinter.h"
 #include "PassPhrase.h"
 #include "StoreTarget.h"
@@ -26,6 +29,20 @@ struct ImportOptions {
     bool quiet = false;
 };
 
+/** Holds signals back, so that all of a file comes in or nothing; not where its reader may have to wait. */
+class ImportBlock {
+public:
+    explicit ImportBlock(const std::string& input) {
+        FileStatus status;
+        if (statusOf(input, status) && status.kind == FileKind::regular) {
+            m_block.emplace();
+        }
+    }
+
+private:
+    std::optional<SignalBlock> m_block;
+};
+
 std::vector<WinCertStoreCertificate> import(const ImportOptions& options) {
     std::vector<WinCertStoreCertificate> imported;
     WinCertStoreError error = WIN_CERT_STORE_OK;
@@ -34,10 +51,12 @@ std::vector<WinCertStoreCertificate> import(const ImportOptions& options) {
         const Secret passPhrase = readOptionalPassPhrase(options.passFile, options.quiet);
         imported.resize(1);
         captureFailures();
+        const ImportBlock block(options.input);
         error = WinCertStoreHelper::ImportPKCS12(options.input, passPhrase.text(), options.store, options.exportable,
                                                  imported.data());
     } else {
         captureFailures();
+        const ImportBlock block(options.input);
         error = WinCertStoreHelper::ImportCertificates(options.input, options.store, &imported);
     }
     if (error != WIN_CERT_STORE_OK) {
@@ -51,6 +70,9 @@ std::vector<WinCertStoreCertificate> import(const ImportOptions& options) {
 ExitCode runImport(const ImportOptions& options) {
     if (!options.passFile.empty() && options.noPassPhrase) {
         throw Failure(ExitCode::usage, "bundle: give either --pass-file FILE or --no-pass-phrase");
+    }
+    if (options.input == "-") {
+        throw Failure(ExitCode::usage, "FILE: certificates are read from files only; name a file, ./- for this name");
     }
     const auto stores = useStores(options.folder);
     static_cast<void>(OpenedStore(stores, options.store)); // tells which stores there are

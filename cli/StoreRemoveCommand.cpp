@@ -2,6 +2,7 @@
 #include <string>
 
 #include "Commands.h"
+#include "Interrupt.h"
 #include "LogPrinter.h"
 #include "StoreTarget.h"
 #include "cmncrypto/WinCertStoreHelper.h"
@@ -26,7 +27,11 @@ ExitCode runRemove(const RemoveOptions& options) {
     const auto stores = useStores(options.folder);
     static_cast<void>(OpenedStore(stores, options.store)); // tells which stores there are
     captureFailures();
-    const WinCertStoreError error = WinCertStoreHelper::RemoveCertificate(options.fingerprint, options.store);
+    WinCertStoreError error = WIN_CERT_STORE_OK;
+    {
+        const SignalBlock block; // key and certificate, or neither
+        error = WinCertStoreHelper::RemoveCertificate(options.fingerprint, options.store);
+    }
     if (error != WIN_CERT_STORE_OK) {
         throw storeFailure(error, "store " + options.store);
     }

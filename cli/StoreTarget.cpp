@@ -22,8 +22,7 @@ bool isFingerprint(const std::string& text) {
 
 StoreTarget byFingerprint(StoreTarget target, const std::string& fingerprint) {
     for (const std::string& name : target.stores->storeNames()) {
-        const OpenedStore store(target.stores, name);
-        if (CertificateSelector::FindCertInStore(store.handle(), fingerprint, target.certificate) == 0) {
+        if (OpenedStore(target.stores, name).find(fingerprint, target.certificate)) {
             target.store = name;
             return target;
         }
@@ -42,6 +41,7 @@ StoreTarget byPath(StoreTarget target, const std::string& path) {
     _selected_win_cert_store_path selected;
     const CertificateSelector selector(path, {});
     if (const int code = selector.GetCertificate(target.certificate, selected, false); code != 0) {
+        refuseUnreadable(target.stores, path);
         throw Failure(ExitCode::negative,
                       path + ": selects no certificate: " + selectionText(code) +
                           "; store explain shows why, a fingerprint names any",
@@ -89,7 +89,15 @@ StoreTarget findStoreTarget(const StoreTargetOptions& options) {
 }
 
 Failure storeFailure(WinCertStoreError error, const std::string& what) {
-    return {exitOf(error), what + ": " + latestFailure(), WinCertStoreCommon::WinCertToQXError(error)};
+    const ExitCode exit = exitOf(error);
+    std::string text = what + ": " + latestFailure();
+    if (exit == ExitCode::outputUnwritable && firstFailure() != latestFailure()) {
+        text += " (" + firstFailure() + ")"; // which names the file
+    }
+    if (error == WIN_CERT_STORE_EXPORT_NOT_WRITTEN) {
+        text += "; choose a folder that exists and has room";
+    }
+    return {exit, text, WinCertStoreCommon::WinCertToQXError(error)};
 }
 
 } // namespace CmnCrypto::Cli

@@ -22,6 +22,11 @@ struct StoreVerifyOptions {
     bool revocation = false;
 };
 
+/** Refuses an empty name, which would otherwise be taken for an option that was not given. */
+CLI::Validator namedHost() {
+    return {[](std::string& name) { return std::string(name.empty() ? "the name is empty; name a host" : ""); }, ""};
+}
+
 ExitCode runStoreVerify(const StoreVerifyOptions& options) {
     const StoreTarget target = findStoreTarget(options.target);
     captureFailures();
@@ -39,7 +44,8 @@ ExitCode runStoreVerify(const StoreVerifyOptions& options) {
     details.add("Host", "host", options.host.empty() ? Json() : Json(options.host));
     details.add("Revocation check", "revocation", options.revocation);
     if (error != WIN_CERT_STORE_OK) {
-        details.add("Reason", "reason", latestFailure());
+        const bool more = firstFailure() != latestFailure();
+        details.add("Reason", "reason", latestFailure() + (more ? " (" + firstFailure() + ")" : ""));
     }
     return printVerdict(verdict, details, options.target.json);
 }
@@ -51,7 +57,7 @@ Command addStoreVerifyCommand(CLI::App& group) {
     CLI::App* parser =
         group.add_subcommand("verify", "Verify a certificate's chain up to the store Root, by what the stores hold");
     addStoreTargetOptions(*parser, options->target);
-    parser->add_option("--host", options->host, "Host or address that it must be issued for");
+    parser->add_option("--host", options->host, "Host or address that it must be issued for")->check(namedHost());
     parser->add_flag("--client", options->client, "Verify it for a TLS client instead of a server");
     parser->add_flag("--revocation", options->revocation,
                      "Ask the revocation lists (*.crl) of the stores Root and CA, which must be there");

@@ -106,7 +106,7 @@ public:
     /**
      * Finds a certificate by its SHA-1 fingerprint in the stores that the path names, joined by ",".
      * @param fingerprint 40 hexadecimal digits; blanks and ":" are ignored
-     * @return 0; 20 for another fingerprint, 158, 8764 no store, 8772
+     * @return 0; 20 for another fingerprint, 158, 160 when there is no telling, 8764 no store, 8772
      */
     int FindCertInStore(const std::string& fingerprint, WinCertStoreCertificate& certificate) const noexcept;
     /** As above, in one open store. */

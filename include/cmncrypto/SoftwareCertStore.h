@@ -14,7 +14,8 @@
 namespace CmnCrypto::WinCertStore {
 
 /**
- * Each subfolder of the root folder is a store, its name compared without case. In it each "*.pem" is one certificate,
+ * Each subfolder of the root folder is a store, its name compared without case: of two that differ in nothing else only
+ * the first one, by its bytes, is ever opened. In it each "*.pem" is one certificate,
  * with its private key in the same file or in a ".key" file of the same name, and each "*.p12" a bundle with an empty
  * password, in the order of their file names; hidden files are left out. Files are read when a search reaches
  * them, so that a renewed file counts from the next search on. A file that is no
@@ -33,16 +34,22 @@ public:
     /** @return the names of the stores as their folders are spelt, sorted @throws std::bad_alloc */
     std::vector<std::string> storeNames() const;
 
-    /** @return ERROR_FILE_NOT_FOUND (2) when there is no such store */
+    /** @return ERROR_FILE_NOT_FOUND (2) when there is no such store, ERROR_ACCESS_DENIED (5) when its folder cannot be
+     *          read, or the root folder */
     uint32_t openStore(const std::string& name, bool readOnly, CertStoreHandle& store) override;
     void closeStore(CertStoreHandle store) override;
     CertContext findBySubject(CertStoreHandle store, const std::string& text, CertContext previous) override;
+    /** Reads each file once for all searches of an open store, unless it changes. @throws std::bad_alloc also, after a
+     *  message, when the digest of a certificate cannot be computed */
     CertContext findByHash(CertStoreHandle store, const unsigned char* sha1, CertContext previous) override;
     /**
-     * Writes a new file named by the certificate's SHA-1 digest, without a key.
+     * Writes a new file named by the certificate's SHA-1 digest, without a key. It is there whole or not at all; a key
+     * that stands alone in the ".key" file of that name is the certificate's then, and stays when removeFromStore()
+     * takes the certificate out of the same open store.
      * @param disposition 1, 6 and 7 refuse a certificate that is there already; 2 to 5 leave it as it is, with its key
      * @return also CRYPT_E_EXISTS, ERROR_ACCESS_DENIED for a store that was opened to be read or cannot be written,
-     *         ERROR_INVALID_PARAMETER
+     *         ERROR_FILE_EXISTS (80) for a file of that name that holds anything else, ERROR_INVALID_PARAMETER,
+     *         NTE_FAIL
      */
     uint32_t addToStore(CertStoreHandle store, CertContext context, uint32_t disposition) override;
 
@@ -71,7 +78,7 @@ public:
     /** @return CRYPT_E_ASN1_ERROR for what is no certificate, or more than one */
     uint32_t createContext(const unsigned char* der, size_t length, CertContext& context) override;
     /**
-     * Removes the file of a certificate, with what else is in it, and its ".key" file.
+     * Removes the ".key" file of a certificate and then its own file, with what else is in it.
      * @return ERROR_ACCESS_DENIED for a store that was opened to be read or cannot be written, CRYPT_E_NOT_FOUND when
      *         the certificate is not there any more, ERROR_INVALID_PARAMETER for one that is in no store
      */
@@ -79,11 +86,14 @@ public:
     /**
      * Writes two new files named by the certificate's SHA-1 digest: the key, unencrypted and readable by its owner
      * only, and then the certificate with the bundle's other ones behind it, where they serve as its issuers. A
-     * certificate that is there without a key gets the key alone, one with its key stays as it is.
+     * certificate that is there without a key gets the key, and in its file the issuers that it lacks, unless that is a
+     * link; one with its key stays as it is. A ".key" file of that name with the same key, as an interrupted import
+     * leaves it, is taken as it is. Of several that import one bundle at once all succeed.
      * @param exportable no matter: keys do not leave this store
-     * @return also ERROR_INVALID_PASSWORD, CRYPT_E_ASN1_ERROR for what is no bundle, ERROR_INVALID_DATA for one that
-     *         cannot be opened, CRYPT_E_NO_KEY_PROPERTY, CRYPT_E_EXISTS for a certificate that is there with a key that
-     *         does not serve, ERROR_ACCESS_DENIED
+     * @return also ERROR_INVALID_PASSWORD, CRYPT_E_ASN1_ERROR for what is no bundle or has something behind it,
+     *         ERROR_INVALID_DATA for one that cannot be opened, CRYPT_E_NO_KEY_PROPERTY, CRYPT_E_EXISTS for a
+     * certificate that is there with a key that does not serve, ERROR_FILE_EXISTS (80) for a file in the way, which is
+     *         logged, ERROR_ACCESS_DENIED
      */
     uint32_t importBundle(CertStoreHandle store, const unsigned char* der, size_t length, const std::string& password,
                           bool exportable, CertContext& context) override;
@@ -91,13 +101,16 @@ public:
     uint32_t exportBundle(CertContext context, const std::string& password, std::vector<unsigned char>& der) override;
     /**
      * Trusts the certificates of the store "Root" that have signed themselves, and finds issuers in every store and in
-     * the certificate's own file. MD5, SHA-1 and RSA keys far below 1024 bits do not count. Where revocation is asked
-     * for, there must be a list in PEM or DER in a "*.crl" file of the stores "Root" and "CA" from each issuer of the
-     * chain; a certificate that has signed itself needs none.
+     * the certificate's own file. MD5, SHA-1 and RSA keys far below 1024 bits do not count. A root in the
+     * form TRUSTED CERTIFICATE counts for the purposes that it is trusted for. Where revocation is asked
+     * for, there must be a list in a "*.crl" file (several lists in PEM, or one in DER) of the stores "Root" and "CA"
+     * from each issuer of the chain; a certificate that has signed itself needs none. Delta lists are left out, with a
+     * warning. A "*.crl" that cannot be read or is malformed could revoke: then no certificate passes. A host name may
+     * end in a dot but not begin with one.
      * @return CERT_E_EXPIRED, CERT_E_UNTRUSTEDROOT, CERT_E_CHAINING, TRUST_E_CERT_SIGNATURE, CERT_E_CN_NO_MATCH,
      *         CERT_E_WRONG_USAGE, TRUST_E_BASIC_CONSTRAINTS, CERT_E_INVALID_NAME, CERT_E_CRITICAL, CRYPT_E_REVOKED,
-     *         CRYPT_E_REVOCATION_OFFLINE without a list that can be relied on, TRUST_E_FAIL for anything else;
-     * OpenSSL's own reason is logged
+     *         CRYPT_E_REVOCATION_OFFLINE without a list that can be relied on or with a file that is none, TRUST_E_FAIL
+     *         for anything else; OpenSSL's own reason is logged
      */
     uint32_t verifyChain(CertContext context, const CertChainPolicy& policy) override;
 

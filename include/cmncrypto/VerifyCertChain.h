@@ -13,7 +13,8 @@ namespace CmnCrypto::WinCertStore {
 
 /**
  * Verifies a certificate at the present time, up to a root that the machine's store trusts: signatures, dates,
- * constraints, the purpose, and what else @p policy asks for. The reason of a refusal is logged, the platform's number
+ * constraints, the purpose, and what else @p policy asks for. Where revocation is asked for, a list that is missing or
+ * cannot be read refuses the chain. The reason of a refusal is logged, the platform's number
  * with its text. Safe from several threads at once.
  * @return WIN_CERT_STORE_OK, WIN_CERT_STORE_CHAIN_NOT_VERIFIED, WIN_CERT_STORE_NOT_FOUND for an empty wrapper,
  *         WIN_CERT_STORE_NOT_SUPPORTED for a platform that verifies none, WIN_CERT_STORE_NO_MEMORY

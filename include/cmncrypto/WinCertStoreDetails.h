@@ -32,7 +32,8 @@ struct WinCertStoreDetails {
     std::vector<std::string> extendedKeyUsages; ///< "serverAuth"; in dotted form where there is no short name
     std::vector<std::string> subjectAltNames;   ///< "DNS:host.example.org", "IP Address:10.0.0.1"
     StoreKeyKind privateKey = STORE_KEY_NONE;   ///< of the private key that the store has
-    std::string text; ///< all of it for people, a line each, ended by line feeds; control characters stand as "."
+    std::string text; ///< all of it for people, a line each, ended by line feeds; controls, also those that turn the
+                      ///< direction of writing, stand as "."
 };
 
 } // namespace CmnCrypto::WinCertStore

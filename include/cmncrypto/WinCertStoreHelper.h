@@ -51,7 +51,8 @@ public:
      * Adds the certificate and the private key of a PKCS#12 bundle to an existing store.
      * @param exportable whether the key may ever leave the store again; stores may be stricter
      * @param imported receives the certificate as it is in the store; may be null
-     * @return as ImportCertificates(), also WIN_CERT_STORE_WRONG_PASSWORD, WIN_CERT_STORE_NO_PRIVATE_KEY for a bundle
+     * @return as ImportCertificates(), with WIN_CERT_STORE_IMPORT_UNREADABLE also for a file with something behind the
+     *         bundle, also WIN_CERT_STORE_WRONG_PASSWORD, WIN_CERT_STORE_NO_PRIVATE_KEY for a bundle
      *         without a key and its certificate
      */
     static WinCertStoreError ImportPKCS12(const std::string& path, const std::string& password,
@@ -79,7 +80,8 @@ public:
                                         WinCertStoreDetails& details) noexcept;
 
     /**
-     * Removes a certificate from a store. What becomes of its private key is the platform's matter.
+     * Removes a certificate from a store, each time that the store holds it. What becomes of its private key is the
+     * platform's matter.
      * @param fingerprint SHA-1, as IsValidFingerprint() takes it
      * @return also WIN_CERT_STORE_NOT_FOUND when there is no such store or certificate, or that is no fingerprint;
      *         WIN_CERT_STORE_IMPORT_NOT_ADDED when the store refuses

@@ -26,7 +26,12 @@ int findInOpenStore(const std::shared_ptr<CertStorePlatform>& platform, CertStor
         logWindowsErrorOf(lookupTag, {"CryptStringToBinary failed."}, error);
         return codeInvalidArgument;
     }
-    const CertContext found = platform->findByHash(store, sha1.data(), nullptr);
+    CertContext found = nullptr;
+    try {
+        found = platform->findByHash(store, sha1.data(), nullptr);
+    } catch (const SearchFailure&) { // logged
+        return codeNoFingerprint;
+    }
     if (found == nullptr) {
         logFailureOf(lookupTag, {"No certificate found in certstore with certificate fingerprint: ", fingerprint});
         return codeNoSuchFingerprint;

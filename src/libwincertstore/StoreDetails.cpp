@@ -1,6 +1,8 @@
 // What there is to know about a store certificate.
 
+#include <algorithm>
 #include <array>
+#include <string_view>
 #include <utility>
 
 #include "cmncrypto/CmnApi.h"
@@ -124,12 +126,31 @@ std::string dateText(int64_t seconds) {
     return {data, static_cast<size_t>(length)};
 }
 
-void addLine(std::string& text, const char* label, std::string value) {
-    for (char& character : value) {
-        const auto code = static_cast<unsigned char>(character);
-        character = code < 0x20 || code == 0x7F ? '.' : character;
+/** @return the bytes of a control character in UTF-8, those that turn the direction of writing included; 0 for another
+ *          character */
+size_t controlLength(std::string_view text) {
+    const auto byte = [text](size_t index) {
+        return index < text.size() ? static_cast<unsigned char>(text[index]) : 0U;
+    };
+    if (byte(0) < 0x20 || byte(0) == 0x7F) {
+        return 1;
     }
-    text.append(label).append(": ").append(value).append("\n");
+    if (byte(0) == 0xC2 && byte(1) >= 0x80 && byte(1) <= 0x9F) {
+        return 2; // U+0080 to U+009F
+    }
+    const bool turns = (byte(1) == 0x80 && byte(2) >= 0xAA && byte(2) <= 0xAE) || // U+202A to U+202E
+                       (byte(1) == 0x81 && byte(2) >= 0xA6 && byte(2) <= 0xA9);   // U+2066 to U+2069
+    return byte(0) == 0xE2 && turns ? 3 : 0;
+}
+
+void addLine(std::string& text, const char* label, std::string_view value) {
+    text.append(label).append(": ");
+    while (!value.empty()) {
+        const size_t length = controlLength(value);
+        text += length > 0 ? '.' : value.front();
+        value.remove_prefix(std::max(length, size_t{1}));
+    }
+    text += '\n';
 }
 
 void addLines(std::string& text, const char* label, const std::vector<std::string>& values) {

@@ -17,11 +17,13 @@ namespace {
 constexpr const char* writeTag = "WinCertStoreHelper::ExportCertificate";
 constexpr const char* packTag = "WinCertStoreHelper::ExportPKCS12";
 
-/** Numbers by which platforms say that a key stays where it is. */
-constexpr KnownError keyStays[] = {{windowsPermission, windowsPermission, WIN_CERT_STORE_KEY_NOT_EXPORTABLE},
-                                   {windowsBadKeyState, windowsBadKeyState, WIN_CERT_STORE_KEY_NOT_EXPORTABLE},
-                                   {windowsKeyStays, windowsKeyStays, WIN_CERT_STORE_KEY_NOT_EXPORTABLE}};
-constexpr KnownError keyMissing = {windowsNoKeyProperty, windowsNoKeyProperty, WIN_CERT_STORE_NO_PRIVATE_KEY};
+constexpr KnownError keyStays(uint32_t error) {
+    return {error, error, WIN_CERT_STORE_KEY_NOT_EXPORTABLE};
+}
+
+constexpr KnownError keyMissing(uint32_t error) {
+    return {error, error, WIN_CERT_STORE_NO_PRIVATE_KEY};
+}
 
 /** Writes a new file. @param write puts the content into it @throws std::bad_alloc */
 template <class Write>
@@ -70,7 +72,10 @@ WinCertStoreError exportBundle(const WinCertStoreCertificate& certificate, const
     BundleBytes bundle;
     if (const uint32_t error = platform->exportBundle(certificate.GetContext(), password, bundle.der)) {
         return platformFailure(packTag, {"The certificate cannot be exported with its private key"}, *platform, error,
-                               WIN_CERT_STORE_EXPORT_FAILED, {keyStays[0], keyStays[1], keyStays[2], keyMissing});
+                               WIN_CERT_STORE_EXPORT_FAILED,
+                               {keyStays(windowsPermission), keyStays(windowsBadKeyState), keyStays(windowsBadKey),
+                                keyStays(windowsKeyStays), keyMissing(windowsNoKeyProperty),
+                                keyMissing(windowsNotFound), keyMissing(windowsNoKey)});
     }
     return writeFile(packTag, path, NewFileReaders::owner,
                      [&](NewFile& file) { file.write(bundle.der.data(), bundle.der.size()); });

@@ -1,6 +1,8 @@
 // Certificates and bundles from files into stores.
 
+#include <cerrno>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "cmncrypto/CmnApi.h"
@@ -9,6 +11,7 @@
 #include "libwincertstore/PlatformFailure.h"
 #include "libwincertstore/StoreLog.h"
 #include "libwincertstore/WindowsErrors.h"
+#include "libwincertstore/software/Folder.h"
 #include "ossl/ErrorQueue.h"
 #include "x509/BundleReader.h"
 #include "x509/FileContents.h"
@@ -29,6 +32,8 @@ constexpr KnownError badEncoding = {windowsBadEncoding, windowsBadEncoding, WIN_
 constexpr KnownError malformed = {windowsMalformedEncoding, windowsMalformedEncoding + 0xFF,
                                   WIN_CERT_STORE_IMPORT_UNREADABLE};
 
+constexpr char derBegins = 0x30; ///< as a SEQUENCE
+
 struct Bytes {
     const unsigned char* data = nullptr;
     size_t length = 0;
@@ -41,16 +46,22 @@ Bytes bytesOf(BIO* memory) {
 }
 
 WinCertStoreError readFile(const char* function, const std::string& path, FileContents& contents) {
-    switch (contents.read(path)) {
+    const bool isFolder = kindOfEntry(path) == EntryKind::folder;
+    errno = 0;
+    const int code = isFolder ? codeReadFailed : contents.read(path);
+    const int reason = errno;
+    switch (code) {
     case 0:
         return WIN_CERT_STORE_OK;
     case codeOpenFailed:
-        logFailureOf(function, {"The file [", path, "] cannot be opened."});
+        logFailureOf(function,
+                     {"The file [", path, "] cannot be opened: ", std::generic_category().message(reason), "."});
         return WIN_CERT_STORE_IMPORT_NOT_OPENED;
     case codeNoMemory:
         throw std::bad_alloc();
     default:
-        logFailureOf(function, {"The file [", path, "] cannot be read, or is larger than any such file."});
+        logFailureOf(function, {"The file [", path,
+                                isFolder ? "] is a folder." : "] cannot be read, or is larger than any such file."});
         return WIN_CERT_STORE_IMPORT_UNREADABLE;
     }
 }
@@ -89,12 +100,18 @@ WinCertStoreError readCertificates(const std::string& path, std::vector<OpenSslP
     const Bytes bytes = bytesOf(input.get());
     const std::string_view text(reinterpret_cast<const char*>(bytes.data), bytes.length);
     const bool isPem = text.find("-----BEGIN ") != std::string_view::npos;
-    if (!(isPem ? readPem(input.get(), certificates) : readDer(bytes, certificates)) || certificates.empty()) {
-        const std::string reason = drainSslErrors();
-        logFailureOf(certificatesTag, {"No certificates can be read from [", path, "]: ", reason});
-        return WIN_CERT_STORE_IMPORT_UNREADABLE;
+    const bool areRead = isPem ? readPem(input.get(), certificates) : readDer(bytes, certificates);
+    if (areRead && !certificates.empty()) {
+        return WIN_CERT_STORE_OK;
     }
-    return WIN_CERT_STORE_OK;
+    const std::string reason = drainSslErrors();
+    const std::string_view what = text.empty()                         ? "is empty."
+                                  : isPem && areRead                   ? "holds no certificate."
+                                  : isPem || text.front() == derBegins ? "holds none that is well-formed: "
+                                                                       : "is neither PEM nor DER.";
+    logFailureOf(certificatesTag, {"No certificates can be read from [", path, "], which ", what,
+                                   what.back() == ' ' ? reason : std::string()});
+    return WIN_CERT_STORE_IMPORT_UNREADABLE;
 }
 
 /** Certificates that are added to a store, and removed from it again unless all could be. */
@@ -126,22 +143,14 @@ public:
         if (length <= 0 || X509_digest(certificate, EVP_sha1(), digest, &size) != 1) {
             return windowsProviderFailed;
         }
-        std::string sha1(digest, digest + size);
-        if (!keep(find(sha1))) {
-            CertContext made = nullptr;
-            uint32_t error = m_platform->createContext(der, static_cast<size_t>(length), made);
-            if (error != 0) {
-                return error;
-            }
-            const WinCertStoreCertificate created(made, CERT_MEMORY_OWNED, m_platform);
-            m_added.push_back(sha1); // before it is there, so that no shortage of memory leaves it behind
-            error = m_platform->addToStore(m_store, made, addUseExisting);
-            if (error != 0) {
-                m_added.pop_back();
-                return error;
-            }
-            keep(find(sha1));
+        const std::string sha1(digest, digest + size);
+        if (keep(find(sha1))) {
+            return 0;
         }
+        if (const uint32_t error = addNewOne({der, static_cast<size_t>(length)}, sha1)) {
+            return error;
+        }
+        keep(find(sha1));
         return 0;
     }
 
@@ -152,6 +161,19 @@ public:
     }
 
 private:
+    uint32_t addNewOne(Bytes der, const std::string& sha1) {
+        CertContext made = nullptr;
+        if (const uint32_t error = m_platform->createContext(der.data, der.length, made)) {
+            return error;
+        }
+        const WinCertStoreCertificate created(made, CERT_MEMORY_OWNED, m_platform);
+        m_added.push_back(sha1); // before it is there, so that no shortage of memory leaves it behind
+        const uint32_t error = m_platform->addToStore(m_store, made, addNew);
+        if (error != 0) {
+            m_added.pop_back();
+        }
+        return error == windowsExists ? 0 : error; // somebody else has just added it, and it is theirs to remove
+    }
     CertContext find(const std::string& sha1) {
         return m_platform->findByHash(m_store, reinterpret_cast<const unsigned char*>(sha1.data()), nullptr);
     }
@@ -197,7 +219,8 @@ WinCertStoreError importCertificates(const std::string& path, const std::string&
 
 OpenSslPtr<PKCS12> decoded(Bytes bytes) {
     const unsigned char* position = bytes.data;
-    return OpenSslPtr<PKCS12>(d2i_PKCS12(nullptr, &position, static_cast<long>(bytes.length)));
+    OpenSslPtr<PKCS12> bundle(d2i_PKCS12(nullptr, &position, static_cast<long>(bytes.length)));
+    return position == bytes.data + bytes.length ? std::move(bundle) : nullptr;
 }
 
 WinCertStoreError importBundle(const std::string& path, const std::string& password, const std::string& storeName,
@@ -213,7 +236,7 @@ WinCertStoreError importBundle(const std::string& path, const std::string& passw
     const Bytes bytes = bytesOf(input.get());
     const OpenSslPtr<PKCS12> bundle = decoded(bytes);
     if (!bundle) {
-        logFailureOf(bundleTag, {"The file [", path, "] is no PKCS#12 bundle."});
+        logFailureOf(bundleTag, {"The file [", path, "] is no PKCS#12 bundle, or there is something behind it."});
         return WIN_CERT_STORE_IMPORT_UNREADABLE;
     }
     const std::shared_ptr<CertStorePlatform> platform = certStorePlatform();

@@ -23,6 +23,13 @@ void logWindowsErrorOf(const char* function, std::initializer_list<std::string_v
 /** Traces a text and a Windows error number in hexadecimal; where nobody listens nothing is formatted. */
 void traceWindowsErrorOf(const char* function, std::initializer_list<std::string_view> parts, uint32_t error) noexcept;
 
+/** A store could not be searched, which has been logged: no answer about what it holds. Where nobody tells it apart it
+ *  counts as memory that is short, which ends an operation as well. */
+class SearchFailure : public std::bad_alloc {
+public:
+    const char* what() const noexcept override { return "the store could not be searched"; }
+};
+
 /**
  * Runs @p body and keeps memory that is short inside: the store's functions never throw.
  * @return what the body returns, @p code with a message when memory is short
@@ -30,6 +37,8 @@ void traceWindowsErrorOf(const char* function, std::initializer_list<std::string
 template <class Body, class Result> Result withoutThrowing(const char* function, Result code, Body&& body) noexcept {
     try {
         return body();
+    } catch (const SearchFailure&) {
+        return code;
     } catch (const std::bad_alloc&) {
         clogmsg(logFailure, function, "Memory allocation failed.");
         return code;

@@ -25,15 +25,24 @@ WinCertStoreError removeFrom(const std::string& storeName, const std::string& fi
                                WIN_CERT_STORE_IMPORT_NOT_ADDED,
                                {{windowsFileNotFound, windowsFileNotFound, WIN_CERT_STORE_NOT_FOUND}});
     }
-    const CertContext found = platform->findByHash(store.get(), sha1.data(), nullptr);
-    if (found == nullptr) {
+    const auto next = [&](CertContext previous) {
+        return WinCertStoreCertificate(platform->findByHash(store.get(), sha1.data(), previous), CERT_MEMORY_OWNED,
+                                       platform);
+    };
+    WinCertStoreCertificate found = next(nullptr);
+    if (found.GetContext() == nullptr) {
         logFailureOf(removeTag, {"The store ", storeName, " has no certificate with the fingerprint ", fingerprint});
         return WIN_CERT_STORE_NOT_FOUND;
     }
-    const uint32_t error = platform->removeFromStore(found);
-    return error == 0 ? WIN_CERT_STORE_OK
-                      : platformFailure(removeTag, {"The certificate cannot be removed from the store ", storeName},
-                                        *platform, error, WIN_CERT_STORE_IMPORT_NOT_ADDED);
+    while (found.GetContext() != nullptr) { // stores can hold it several times
+        const WinCertStoreCertificate following = next(platform->duplicate(found.GetContext()));
+        if (const uint32_t error = platform->removeFromStore(platform->duplicate(found.GetContext()))) {
+            return platformFailure(removeTag, {"The certificate cannot be removed from the store ", storeName},
+                                   *platform, error, WIN_CERT_STORE_IMPORT_NOT_ADDED);
+        }
+        found = following;
+    }
+    return WIN_CERT_STORE_OK;
 }
 
 } // namespace

@@ -16,11 +16,15 @@ enum class NewFileReaders {
 };
 
 /**
- * A certificate file that did not exist before, or no file at all: it is created exclusively, so that of two processes
- * that race for a path one fails, and goes again unless finish() is reached.
+ * A certificate file that did not exist before, or no file at all: it is written under a hidden name beside its path,
+ * so that nobody ever meets half of it and an interrupt leaves nothing in the way. finish() gives it its name, of which
+ * two processes that race for it one does not get; without finish() it goes again.
  */
 class NewFile {
 public:
+    /** In place of a code for existing files: this one takes the place of what is there. */
+    static constexpr int32_t replaces = 0;
+
     /**
      * @param function logs and throws in this function's name
      * @throws CmnException @p existsCode when there is something under @p path, 12 when the file cannot be opened, 10
@@ -38,15 +42,22 @@ public:
     void write(const EVP_PKEY* key);
     /** Appends bytes. @throws CmnException 14 */
     void write(const unsigned char* data, size_t length);
-    /** Closes the file, which then stays. @throws CmnException 14 */
+    /** Closes the file, still under its hidden name: nothing that could fill a disk is left to do. @throws CmnException
+     *  14 */
+    void complete();
+    /** Gives the file, completed or not yet, its name: it stays. @throws CmnException 14, the constructor's
+     *  existsCode, 12 when the name is not to be had */
     void finish();
 
 private:
-    [[noreturn]] void failExisting(int32_t code) const;
+    [[noreturn]] void failExisting() const;
+    [[noreturn]] void failOpening() const;
     [[noreturn]] void failWriting() const;
 
     const char* m_function;
-    const std::string& m_path;
+    std::string m_path;
+    std::string m_hidden; ///< where it is written; empty once it has its name
+    int32_t m_existsCode;
     OpenSslPtr<BIO> m_bio;
     std::FILE* m_file = nullptr; ///< while it is not finished; raw, as its closing may fail
 };

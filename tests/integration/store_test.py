@@ -139,13 +139,21 @@ class Changes(StoreCase):
                 (6, "never leave", "export", host, "-o", "x", "--p12", "--pass-file", "phrase"),
                 (6, "no private key", "export", authority, "-o", "x", "--p12", "--pass-file", "phrase"),
                 (2, "--p12", "export", host, "-o", "x", "--p12"), (1, "no certificate", "export", "0" * 40, "-o", "x"),
-                (3, "bundle", "import", "--into", "MY", "host.p12"), (3, "none", "import", "--into", "MY", "none"),
+                (2, "./- for", "export", host, "-o", "-"), (2, "./- for", "import", "--into", "MY", "-"),
+                (2, "name a host", "verify", host, "--host", ""), (3, "is a folder", "import", "--into", "MY", "stores"),
+                (3, "neither PEM nor DER", "import", "--into", "MY", "phrase"), (3, "is empty", "import", "--into", "MY", "serials"),
+                (3, "bundle", "import", "--into", "MY", "host.p12"), (3, "No such file",  "import", "--into", "MY", "none"),
                 (6, "password", "import", "--into", "MY", "--no-pass-phrase", "host.p12"),
                 (3, "there are", "import", "--into", "other", "ca.pem"), (2, "neither", "show", "host.example"),
                 (1, "no certificate", "show", "MY\\\\nobody"), (1, "", "remove", "--from", "MY", authority),
                 (2, "40", "remove", "--from", "MY", "12")):
             self.refused(expect, pattern, "store", line[0], "-s", "stores", *line[1:])
         self.assertFalse(os.path.exists("x"))
+        self.store_command("remove", "--from", "MY", host)
+        self.put(f"stores/MY/{host}.pem", b"")
+        self.refused(4, f"in the way.*{host}.pem", "store", "import", "-s", "stores", "--into", "MY", "--pass-file", "phrase", "host.p12")
+        os.remove(f"stores/MY/{host}.pem"), self.put(f"stores/MY/{host}.key", self.get("host.key"))
+        self.store_command("import", "--into", "MY", "--pass-file", "phrase", "host.p12")
         self.assertTrue(self.store_command("remove", "--from", "my", host)["removed"])
         self.assertEqual(os.listdir("stores/MY"), [])
 

@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <filesystem>
+#include <future>
 #include <set>
 
 #include <openssl/err.h>
@@ -25,7 +27,7 @@ std::string bundle(X509* certificate, EVP_PKEY* key, int cipher = 0) {
 
 /** The input of an import in store-helper.txt. */
 std::string contentFrom(const std::string& input, X509* own) {
-    return input == "bundle"               ? bundle(own, keyOf("RSA-1024"))
+    return input.find("bundle") == 0       ? bundle(own, keyOf("RSA-1024")) + input.substr(6)
            : input.find("own") == 0        ? pem(own) + pemOf(input.substr(4))
            : input.find("der") == 0        ? der(own) + input.substr(3)
            : input.find(':') == input.npos ? ""
@@ -87,13 +89,67 @@ TEST(StoreFiles, BundlesIntoAFolder) {
         ASSERT_EQ(found().size(), files) << before;
         EXPECT_TRUE(files == 1 || contentOf(found().begin()->string()) == key);
         const std::string content = contentOf(found().rbegin()->string());
-        EXPECT_TRUE(isNew ? content.find(text + "-----BEGIN CERT") == 0 : content == before);
+        EXPECT_TRUE(isNew || before == text ? content.find(text + "-----BEGIN CERT") == 0 : content == before);
         std::vector<WinCertStoreCertificate> in;
         ASSERT_EQ(StoreHelper::ImportCertificates(folder.write("x", text), "my", &in), 0); // is there
         EXPECT_TRUE((in[0].DoesPrivateKeyExist() != 0) == (code == 0) && found().size() == files);
         EXPECT_EQ(StoreHelper::ExportPKCS12(in[0], folder.path("y"), "secret"), code == 0 ? 10 : 7);
+        folder.write("MY/twin.pem", text);
         EXPECT_TRUE(StoreHelper::RemoveCertificate(sha1, "My") == 0 && found().empty());
         EXPECT_EQ(StoreHelper::ImportPKCS12(folder.write("z", bundle(nullptr, nullptr)), "secret", "MY", true), 2);
+    }
+    setCertStorePlatform(nullptr);
+}
+
+// What an interrupted import has left (k, the key), what stands in the way (o, e, n), and taking back what was added.
+TEST(StoreFiles, LeftInTheFolder) {
+    const Owned<X509> own = makeCertificate("RSA-1024"), second = makeCertificate("P-384");
+    const std::string both[] = {bundle(own.get(), keyOf("RSA-1024")), pem(own.get()) + pem(second.get())};
+    const auto base = [](X509* one) { return "MY/" + toHex(oracle::digest(HASH_ALGO_SHA1, der(one))); };
+    const std::map<char, std::pair<std::string, std::string>> files = {
+        {'k', {base(own.get()) + ".key", pem(keyOf("RSA-1024"))}},
+        {'o', {base(own.get()) + ".key", pem(keyOf("P-256"))}},
+        {'e', {base(own.get()) + ".pem", ""}},
+        {'n', {base(second.get()) + ".pem", ""}},
+        {'a', {"MY/a.pem", pem(own.get())}}};
+    for (const std::string row : {"0k", "0o", "0e", "0ke", "1kn", "1an"}) {
+        const Folder folder;
+        fs::create_directory(folder.path("MY"));
+        std::for_each(row.begin() + 1, row.end(), [&](char c) { folder.write(files.at(c).first, files.at(c).second); });
+        setCertStorePlatform(std::make_shared<SoftwareCertStore>(folder.path("")));
+        const std::string in = folder.write("in", both[row[0] - '0']);
+        EXPECT_EQ(row[0] == '0' ? StoreHelper::ImportPKCS12(in, "secret", "MY", true)
+                                : StoreHelper::ImportCertificates(in, "MY"),
+                  row == "0k" ? 0 : 12);
+        std::for_each(row.begin() + 1, row.end(),
+                      [&](char c) { EXPECT_EQ(contentOf(folder.path(files.at(c).first)), files.at(c).second) << row; });
+        const auto count = static_cast<size_t>(std::distance(fs::directory_iterator(folder.path("MY")), {}));
+        EXPECT_EQ(count, row == "0k" ? 2 : row.size() - 1) << row;
+    }
+    setCertStorePlatform(nullptr);
+}
+
+// Of several importers at once all succeed, with one copy.
+TEST(StoreFiles, Rivals) {
+    const Owned<X509> own = makeCertificate("RSA-1024");
+    const Folder folder;
+    const std::string both = folder.write("p", bundle(own.get(), keyOf("RSA-1024"))),
+                      one = folder.write("c", pem(own.get()));
+    setCertStorePlatform(std::make_shared<SoftwareCertStore>(folder.path("")));
+    for (int round = 0; round < 25; ++round) {
+        fs::create_directory(folder.path("MY"));
+        std::vector<std::future<bool>> rivals(6);
+        for (size_t rival = 0; rival < rivals.size(); ++rival) {
+            rivals[rival] = std::async(std::launch::async, [&, rival] {
+                WinCertStoreCertificate in;
+                return rival % 3 == 2 ? StoreHelper::ImportCertificates(one, "MY") == 0
+                                      : StoreHelper::ImportPKCS12(both, "secret", "MY", true, &in) == 0 &&
+                                            in.DoesPrivateKeyExist() != 0;
+            });
+        }
+        EXPECT_TRUE(std::all_of(rivals.begin(), rivals.end(), [](auto& rival) { return rival.get(); }));
+        EXPECT_EQ(std::distance(fs::directory_iterator(folder.path("MY")), {}), 2);
+        fs::remove_all(folder.path("MY"));
     }
     setCertStorePlatform(nullptr);
 }
@@ -108,17 +164,22 @@ TEST(StoreFiles, Details) {
         }
         ASN1_INTEGER_set(X509_get_serialNumber(own), -0x1AB);
     });
-    FakeCertificate like = {der(made.get()), "a\nb", "c", {fileTime(0), fileTime(86400)}};
+    FakeCertificate like = {der(made.get()),
+                            "a\nb\xC2\x9F",
+                            "c\xE2\x80\xAE\xE2\x81\xA6\xE2\x82\xAC\xC3\x9F",
+                            {fileTime(0), fileTime(86400)}};
     WinCertStoreDetails found;
     ASSERT_EQ(StoreHelper::GetDetails(WinCertStoreCertificate(platform->context(like)), found), 0);
-    EXPECT_TRUE(found.subject == "a\nb" && found.notAfter == 86400 && found.privateKey == STORE_KEY_CNG);
-    EXPECT_EQ(found.text, "Subject: a.b\nIssuer: c\nSerial number: -01AB\nValid from: Jan  1 00:00:00 1970 GMT\n"
-                          "Valid until: Jan  2 00:00:00 1970 GMT\nSHA-1 fingerprint: " +
-                              toHex(oracle::digest(HASH_ALGO_SHA1, like.der)) +
-                              "\nSHA-256 fingerprint: " + toHex(oracle::digest(HASH_ALGO_SHA256, like.der)) +
-                              "\nPublic key: RSA, 1024 bits\nKey usage: digitalSignature\n"
-                              "Extended key usage: serverAuth\nExtended key usage: 1.2.3.4.5\n"
-                              "Alternative name: DNS:a.b\nAlternative name: IP Address:10.0.0.1\nPrivate key: CNG\n");
+    EXPECT_TRUE(found.subject == like.subject && found.notAfter == 86400 && found.privateKey == STORE_KEY_CNG);
+    EXPECT_EQ(
+        found.text,
+        "Subject: a.b.\nIssuer: c..\xE2\x82\xAC\xC3\x9F\nSerial number: -01AB\nValid from: Jan  1 00:00:00 1970 GMT\n"
+        "Valid until: Jan  2 00:00:00 1970 GMT\nSHA-1 fingerprint: " +
+            toHex(oracle::digest(HASH_ALGO_SHA1, like.der)) +
+            "\nSHA-256 fingerprint: " + toHex(oracle::digest(HASH_ALGO_SHA256, like.der)) +
+            "\nPublic key: RSA, 1024 bits\nKey usage: digitalSignature\n"
+            "Extended key usage: serverAuth\nExtended key usage: 1.2.3.4.5\n"
+            "Alternative name: DNS:a.b\nAlternative name: IP Address:10.0.0.1\nPrivate key: CNG\n");
 }
 
 } // namespace

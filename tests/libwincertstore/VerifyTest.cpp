@@ -7,7 +7,7 @@ namespace {
 using namespace bridge;
 
 /** "name<issuer/letters": beside the extensions "-" expired, "+" not yet valid, "1" signed with SHA-1,
- *  "x" by a wrong key, "w" with a short key. */
+ *  "x" by a wrong key, "w" with a short key, "T" trusted for TLS clients only. */
 std::string certificateFrom(const std::string& text, const Rows& rows) {
     static std::map<std::string, std::string> made; // one in two stores is the same
     if (std::string& known = made[text]; !known.empty()) {
@@ -30,19 +30,26 @@ std::string certificateFrom(const std::string& text, const Rows& rows) {
         }
     };
     const std::string signer = "P-256#" + (has('x') ? "other" : parts[1]);
-    return made[text] = pem(makeCertificate(has('w') ? "RSA-768" : "P-256#" + parts[0], change,
-                                            has('1') ? EVP_sha1() : EVP_sha256(), signer)
-                                .get());
+    const Owned<X509> one = makeCertificate(has('w') ? "RSA-768" : "P-256#" + parts[0], change,
+                                            has('1') ? EVP_sha1() : EVP_sha256(), signer);
+    if (has('T')) {
+        X509_add1_trust_object(one.get(), OBJ_nid2obj(NID_client_auth));
+        return made[text] = written([&](BIO* out) { return PEM_write_bio_X509_AUX(out, one.get()); });
+    }
+    return made[text] = pem(one.get());
 }
 
 /** "*issuer/letters": a list, "!" that revokes all, "-" that is out of date, "+" not yet valid, "x" by a wrong key,
- *  "d" in DER. */
+ *  "d" in DER, "D" a delta list. */
 std::string listFrom(const std::string& text) {
     const std::string issuer = text.substr(1, text.find('/') - 1);
     const auto has = [&](char letter) { return text.find(letter, issuer.size()) != std::string::npos; };
     const auto change = [&](X509_CRL* list) {
         X509_CRL_set_issuer_name(list, nameFrom("CN=" + issuer).get());
         revoke(list, has('!') ? "1" : "2");
+        if (has('D')) {
+            X509_CRL_add1_ext_i2d(list, NID_delta_crl, X509_get_serialNumber(makeCertificate("P-256").get()), 1, 0);
+        }
     };
     const Owned<X509_CRL> list = makeList("P-256#" + (has('x') ? "other" : issuer), change, has('+') ? "+500" : "-2000",
                                           has('-') ? "-1000" : "+1000");

@@ -6,6 +6,7 @@
 #include <io.h>
 #include <share.h>
 #include <sys/stat.h>
+#include <windows.h>
 
 #include "frame/Wide.h"
 
@@ -21,6 +22,19 @@ template <typename Result, typename Call> Result withWide(const std::string& pat
         errno = ENOMEM;
         return failed;
     }
+}
+
+bool moveFile(const std::string& from, const std::string& to, DWORD how) noexcept {
+    try {
+        if (::MoveFileExW(wide(from).c_str(), wide(to).c_str(), how) != FALSE) {
+            return true;
+        }
+        const DWORD error = ::GetLastError();
+        errno = error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS ? EEXIST : EACCES;
+    } catch (const std::exception&) {
+        errno = ENOMEM;
+    }
+    return false;
 }
 
 } // namespace
@@ -44,12 +58,25 @@ std::FILE* createFile(const std::string& path) noexcept {
     });
 }
 
+bool renameReplacing(const std::string& from, const std::string& to) noexcept {
+    return moveFile(from, to, MOVEFILE_WRITE_THROUGH | MOVEFILE_REPLACE_EXISTING);
+}
+
+bool renameWithoutReplacing(const std::string& from, const std::string& to) noexcept {
+    return moveFile(from, to, MOVEFILE_WRITE_THROUGH);
+}
+
 int removeFile(const std::string& path) noexcept {
     return withWide<int>(path, -1, [](const wchar_t* name) { return ::_wunlink(name); });
 }
 
 bool pathExists(const std::string& path) noexcept {
     return withWide<int>(path, -1, [](const wchar_t* name) { return ::_waccess(name, 0); }) == 0;
+}
+
+bool isLink(const std::string& path) noexcept {
+    const DWORD attributes = withWide<DWORD>(path, INVALID_FILE_ATTRIBUTES, ::GetFileAttributesW);
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
 uintmax_t regularFileSize(const std::string& path) noexcept {

@@ -1,6 +1,7 @@
 #include "libwincertstore/software/Folder.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <dirent.h>
 #include <memory>
 #include <sys/stat.h>
@@ -25,12 +26,16 @@ std::vector<std::string> namesIn(const std::string& folder) {
     };
     std::vector<std::string> names;
     const std::unique_ptr<DIR, Close> open(::opendir(folder.c_str()));
-    while (const dirent* const entry = open ? ::readdir(open.get()) : nullptr) {
+    if (!open) {
+        return names;
+    }
+    while (const dirent* const entry = ::readdir(open.get())) {
         if (entry->d_name[0] != '.') {
             names.emplace_back(entry->d_name);
         }
     }
     std::sort(names.begin(), names.end());
+    errno = 0;
     return names;
 }
 

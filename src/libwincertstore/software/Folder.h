@@ -13,7 +13,8 @@ enum class EntryKind { file, folder, other };
  */
 EntryKind kindOfEntry(const std::string& path) noexcept;
 
-/** @return the names of all entries of a folder, hidden ones aside, sorted; none when it cannot be read
+/** @return the names of all entries of a folder, hidden ones aside, sorted; none when it cannot be read:
+ *  errno, else 0, tells then why where the system does
  *  @throws std::bad_alloc */
 std::vector<std::string> namesIn(const std::string& folder);
 

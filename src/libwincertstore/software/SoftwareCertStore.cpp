@@ -1,10 +1,12 @@
 #include "cmncrypto/SoftwareCertStore.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include "cmncrypto/CmnApi.h"
 #include "frame/AsciiCase.h"
+#include "frame/FileSystem.h"
 #include "libwincertstore/HostName.h"
 #include "libwincertstore/StoreLog.h"
 #include "libwincertstore/WindowsErrors.h"
@@ -22,27 +24,45 @@ namespace {
 
 constexpr int sha1Bytes = 20;
 
-std::vector<std::string> certificateFilesOf(const std::string& folder) {
-    std::vector<std::string> names = namesIn(folder);
+/** Lists a folder. @return ERROR_ACCESS_DENIED for one that is there but cannot be read */
+uint32_t list(const std::string& folder, std::vector<std::string>& names) {
+    errno = 0;
+    names = namesIn(folder);
+    return errno == 0 || errno == ENOENT || errno == ENOTDIR ? 0 : windowsAccessDenied;
+}
+
+uint32_t openFiles(const std::string& folder, bool readOnly, CertStoreHandle& store) {
+    auto made = std::make_unique<OpenFolder>();
+    made->path = folder;
+    made->readOnly = readOnly;
+    std::vector<std::string>& names = made->files;
+    if (const uint32_t error = list(folder, names)) {
+        return error;
+    }
     names.erase(std::remove_if(names.begin(), names.end(), [](const auto& name) { return !isCertificateFile(name); }),
                 names.end());
-    return names;
+    store = made.release(); // closeStore() deletes it
+    return 0;
 }
 
 /**
+ * @param skips whether a file, by its path, need not even be read
  * @return the next certificate of a store behind @p previous, which is released, that @p matches takes; null at the end
  * @throws std::bad_alloc: a certificate must not be passed over because memory is short
  */
-template <class Matches>
-CertContext nextOf(CertStorePlatform& platform, CertStoreHandle store, CertContext previous, const Matches& matches) {
+template <class Skips, class Matches>
+CertContext nextOf(CertStorePlatform& platform, CertStoreHandle store, CertContext previous, const Skips& skips,
+                   const Matches& matches) {
     size_t position = previous != nullptr ? softwareContext(previous)->position + 1 : 0;
     platform.release(previous);
     const OpenFolder& folder = openFolder(store);
     for (; position < folder.files.size(); ++position) {
-        std::unique_ptr<SoftwareContext> context = readCertificateFile(folder.path + '/' + folder.files[position]);
+        const std::string path = folder.path + '/' + folder.files[position];
+        std::unique_ptr<SoftwareContext> context = skips(path) ? nullptr : readCertificateFile(path);
         if (context && matches(*context)) {
             context->position = position;
             context->readOnly = folder.readOnly;
+            context->keyIsOlder = folder.olderKeys.count(folder.files[position]) != 0;
             return context.release();
         }
     }
@@ -52,6 +72,41 @@ CertContext nextOf(CertStorePlatform& platform, CertStoreHandle store, CertConte
 bool sha1Of(const SoftwareContext& context, unsigned char* sha1) {
     unsigned int length = 0;
     return X509_digest(context.certificate.get(), EVP_sha1(), sha1, &length) == 1 && length == sha1Bytes;
+}
+
+/** @throws SearchFailure: a certificate that cannot be compared may be the one */
+std::string neededSha1Of(const SoftwareContext& context) {
+    const ossl::ErrorScope errors;
+    unsigned char own[EVP_MAX_MD_SIZE];
+    if (!sha1Of(context, own)) {
+        const std::string reason = drainSslErrors();
+        logFailureOf("SoftwareCertStore::findByHash", {"There is no SHA-1 digest of [", context.file, "]: ", reason});
+        throw SearchFailure();
+    }
+    return {own, own + sha1Bytes};
+}
+
+/** Writes the file of a certificate. @return CRYPT_E_EXISTS when another process has just written it */
+uint32_t writeFile(const char* function, OpenFolder& folder, const std::string& base, const X509* certificate) {
+    const std::string name = base + ".pem";
+    const std::string path = folder.path + '/' + name;
+    const bool keyIsOlder = pathExists(folder.path + '/' + base + ".key");
+    uint32_t result = 0;
+    try {
+        NewFile file(function, path, codeNameTaken);
+        file.write(certificate);
+        file.finish();
+    } catch (const CmnException& failure) {
+        if (failure.getErrorCode() != codeNameTaken || !holdsCertificate(path, certificate)) {
+            throw;
+        }
+        result = windowsExists;
+    }
+    if (result == 0 && keyIsOlder) {
+        folder.olderKeys.insert(name);
+    }
+    folder.note(name);
+    return result;
 }
 
 } // namespace
@@ -78,12 +133,12 @@ uint32_t SoftwareCertStore::openStore(const std::string& name, bool readOnly, Ce
         CmnApi::initOpenssl();
         for (const std::string& candidate : storeNames()) {
             if (upperCased(candidate) == upperCased(name)) {
-                const std::string path = m_root + '/' + candidate;
-                store = new OpenFolder{path, readOnly, certificateFilesOf(path)}; // closeStore() deletes it
-                return uint32_t{0};
+                return openFiles(m_root + '/' + candidate, readOnly, store);
             }
         }
-        return windowsFileNotFound;
+        std::vector<std::string> stores;
+        const uint32_t error = list(m_root, stores);
+        return error != 0 ? error : windowsFileNotFound;
     });
 }
 
@@ -92,17 +147,23 @@ void SoftwareCertStore::closeStore(CertStoreHandle store) {
 }
 
 CertContext SoftwareCertStore::findBySubject(CertStoreHandle store, const std::string& text, CertContext previous) {
-    return nextOf(*this, store, previous, [&](const SoftwareContext& context) {
+    const auto skipsNone = [](const std::string&) { return false; };
+    return nextOf(*this, store, previous, skipsNone, [&](const SoftwareContext& context) {
         const std::string subject = nameString(X509_get_subject_name(context.certificate.get()));
         return upperCased(subject).find(upperCased(text)) != std::string::npos;
     });
 }
 
 CertContext SoftwareCertStore::findByHash(CertStoreHandle store, const unsigned char* sha1, CertContext previous) {
-    return nextOf(*this, store, previous, [=](const SoftwareContext& context) {
-        unsigned char own[EVP_MAX_MD_SIZE];
-        return sha1Of(context, own) && std::equal(own, own + sha1Bytes, sha1);
-    });
+    const std::string wanted(sha1, sha1 + sha1Bytes);
+    DigestCache& digests = openFolder(store).digests;
+    return nextOf(
+        *this, store, previous, [&](const std::string& path) { return digests.excludes(path, wanted); },
+        [&](const SoftwareContext& context) {
+            const std::string own = neededSha1Of(context);
+            digests.learn(context.file, own);
+            return own == wanted;
+        });
 }
 
 uint32_t SoftwareCertStore::addToStore(CertStoreHandle store, CertContext context, uint32_t disposition) {
@@ -111,24 +172,24 @@ uint32_t SoftwareCertStore::addToStore(CertStoreHandle store, CertContext contex
         return windowsInvalidParameter;
     }
     unsigned char sha1[EVP_MAX_MD_SIZE];
-    if (openFolder(store).readOnly || !sha1Of(*softwareContext(context), sha1)) {
+    if (openFolder(store).readOnly) {
         return windowsAccessDenied;
     }
+    if (!sha1Of(*softwareContext(context), sha1)) {
+        return windowsProviderFailed;
+    }
     try {
+        uint32_t error = windowsExists;
         if (const CertContext existing = findByHash(store, sha1, nullptr)) {
             release(existing);
-            const bool wantsNewer = disposition >= addNewer || disposition == addNew;
-            return wantsNewer ? windowsExists : 0; // replacing it by its like would lose its key
+        } else {
+            const std::string name = CmnApi::binToHex({reinterpret_cast<const char*>(sha1), size_t{sha1Bytes}});
+            error = writeFile(function, openFolder(store), name, softwareContext(context)->certificate.get());
         }
-        OpenFolder& folder = openFolder(store);
-        const std::string name = CmnApi::binToHex({reinterpret_cast<const char*>(sha1), size_t{sha1Bytes}}) + ".pem";
-        NewFile file(function, folder.path + '/' + name, codeReadFailed);
-        file.write(softwareContext(context)->certificate.get());
-        file.finish();
-        folder.files.push_back(name); // at the end, so that a search under way goes on as it was
-        return 0;
-    } catch (const CmnException&) {
-        return windowsAccessDenied;
+        const bool refusesSame = disposition >= addNewer || disposition == addNew;
+        return error == windowsExists && !refusesSame ? 0 : error; // replacing it by its like would lose its key
+    } catch (const CmnException& failure) {
+        return errorOfFile(failure);
     } catch (const std::bad_alloc&) {
         return windowsNotEnoughMemory;
     }

@@ -1,7 +1,10 @@
 // What the software store takes in and gives away beside adding a certificate.
 
+#include <cerrno>
 #include <climits>
 #include <memory>
+#include <optional>
+#include <system_error>
 #include <utility>
 
 #include "cmncrypto/CmnApi.h"
@@ -13,6 +16,7 @@
 #include "libwincertstore/software/OwnedContext.h"
 #include "ossl/ErrorQueue.h"
 #include "x509/BundleReader.h"
+#include "x509/FileContents.h"
 #include "x509/NewFile.h"
 
 namespace CmnCrypto::WinCertStore {
@@ -29,7 +33,7 @@ uint32_t unpack(const unsigned char* der, size_t length, const std::string& pass
     }
     const unsigned char* position = der;
     const OpenSslPtr<PKCS12> bundle(d2i_PKCS12(nullptr, &position, static_cast<long>(length)));
-    if (!bundle) {
+    if (!bundle || position != der + length) {
         return windowsMalformedEncoding;
     }
     if (!bundlePasswordFits(bundle.get(), password)) {
@@ -43,40 +47,106 @@ uint32_t unpack(const unsigned char* der, size_t length, const std::string& pass
     return parts.certificate && parts.key ? 0 : windowsNoKeyProperty;
 }
 
-void writeKey(const std::string& path, const EVP_PKEY* key) {
-    NewFile file(importTag, path, codeReadFailed, NewFileReaders::owner);
-    file.write(key);
-    file.finish();
-}
-
-void writeCertificates(const std::string& path, const BundleParts& parts) {
-    NewFile file(importTag, path, codeReadFailed);
+void writeAll(NewFile& file, const BundleParts& parts) {
     file.write(parts.certificate.get());
     for (int index = 0; index < sk_X509_num(parts.further.get()); ++index) {
         file.write(sk_X509_value(parts.further.get(), index));
     }
-    file.finish();
+    file.complete();
 }
 
-/** A file that goes again unless it is kept. */
-class Provisional {
+/** The file of a key, which goes again unless it is kept. One that holds the same key already is taken as it is: an
+ *  import that was interrupted, or one that runs at the same time, has written it. */
+class KeyFile {
 public:
-    explicit Provisional(const std::string& path) : m_path(path) {}
-    ~Provisional() {
-        if (!m_path.empty()) {
+    KeyFile(const std::string& path, const BundleParts& parts) : m_path(path), m_parts(parts) {
+        if (!holdsKey(path, parts.certificate.get())) {
+            unlessItAppears([&] {
+                m_new.emplace(importTag, path, codeNameTaken, NewFileReaders::owner);
+                m_new->write(parts.key.get());
+                m_new->complete();
+            });
+        }
+    }
+    ~KeyFile() {
+        if (m_isOurs) {
             removeFile(m_path);
         }
     }
-    Provisional(const Provisional&) = delete;
-    Provisional& operator=(const Provisional&) = delete;
-    void keep() noexcept { m_path.clear(); }
+    KeyFile(const KeyFile&) = delete;
+    KeyFile& operator=(const KeyFile&) = delete;
+
+    /** Gives it its name. @throws CmnException */
+    void finish() {
+        if (m_new) {
+            unlessItAppears([&] {
+                m_new->finish();
+                m_isOurs = true;
+            });
+            m_new.reset();
+        }
+    }
+    void keep() noexcept { m_isOurs = false; }
 
 private:
+    template <class Step> void unlessItAppears(const Step& step) {
+        try {
+            step();
+        } catch (const CmnException& failure) {
+            if (failure.getErrorCode() != codeNameTaken || !holdsKey(m_path, m_parts.certificate.get())) {
+                throw;
+            }
+        }
+    }
+
     std::string m_path;
+    const BundleParts& m_parts;
+    std::optional<NewFile> m_new;
+    bool m_isOurs = false;
 };
 
-/** Puts the key beside a certificate that is in the store without one. @return a Windows error number */
-uint32_t complete(const SoftwareContext& existing, const EVP_PKEY* key) {
+/** @return whether a certificate is one of several */
+bool isAmong(const STACK_OF(X509)* several, const X509* certificate) {
+    for (int index = 0; index < sk_X509_num(several); ++index) {
+        if (X509_cmp(sk_X509_value(several, index), certificate) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/** Puts the issuers of a bundle behind a certificate in its file, those that are not there. */
+void addIssuers(const SoftwareContext& existing, const BundleParts& parts) {
+    const OpenSslPtr<STACK_OF(X509)> present = companionsOf(existing);
+    std::vector<X509*> missing;
+    for (int index = 0; index < sk_X509_num(parts.further.get()); ++index) {
+        X509* const one = sk_X509_value(parts.further.get(), index);
+        if (!isAmong(present.get(), one)) {
+            missing.push_back(one);
+        }
+    }
+    FileContents contents;
+    // Who puts links into a store keeps the file elsewhere.
+    if (missing.empty() || isLink(existing.file) || contents.read(existing.file) != 0) {
+        return;
+    }
+    const OpenSslPtr<BIO> text = contents.view();
+    const unsigned char* data = nullptr;
+    const long length = text ? BIO_get_mem_data(text.get(), &data) : 0;
+    NewFile file(importTag, existing.file, NewFile::replaces);
+    file.write(data, static_cast<size_t>(length));
+    if (length == 0 || data[length - 1] != '\n') {
+        file.write(reinterpret_cast<const unsigned char*>("\n"), 1);
+    }
+    for (const X509* const one : missing) {
+        file.write(one);
+    }
+    file.finish();
+}
+
+/** Puts the key beside a certificate that is in the store without one, and its issuers behind it. @return a Windows
+ *  error number */
+uint32_t complete(const SoftwareContext& existing, const BundleParts& parts) {
     OpenSslPtr<EVP_PKEY> held;
     const uint32_t error = readKeyOf(existing, held);
     if (error == 0) {
@@ -86,20 +156,29 @@ uint32_t complete(const SoftwareContext& existing, const EVP_PKEY* key) {
     if (error != windowsNoKeyProperty || existing.file != base + ".pem") {
         return windowsExists; // with a key that does not serve
     }
-    writeKey(base + ".key", key);
+    KeyFile key(base + ".key", parts);
+    addIssuers(existing, parts); // first: with its key the certificate is found
+    key.finish();
+    key.keep();
     return 0;
 }
 
-/** Writes the files of a certificate that is new to the store, the key first, so that no search finds it without. */
-void writeNew(OpenFolder& folder, const std::string& name, const BundleParts& parts) {
-    std::string file = name + ".pem";
-    folder.files.reserve(folder.files.size() + 1);
-    const std::string path = folder.path + '/' + name;
-    writeKey(path + ".key", parts.key.get());
-    Provisional key(path + ".key");
-    writeCertificates(path + ".pem", parts);
+/** Writes the files of a certificate that is new to the store. Both are whole before they get their names, the key
+ *  first, so that no search finds the certificate without. */
+void writeNew(const std::string& path, const BundleParts& parts) {
+    KeyFile key(path + ".key", parts);
+    try {
+        NewFile certificates(importTag, path + ".pem", codeNameTaken);
+        writeAll(certificates, parts);
+        key.finish();
+        certificates.finish();
+    } catch (const CmnException& failure) {
+        if (failure.getErrorCode() != codeNameTaken || !holdsCertificate(path + ".pem", parts.certificate.get())) {
+            throw;
+        }
+        key.finish(); // another process has just added the certificate
+    }
     key.keep();
-    folder.files.push_back(std::move(file)); // at the end, so that a search under way goes on as it was
 }
 
 uint32_t take(SoftwareCertStore& platform, CertStoreHandle store, const BundleParts& parts, CertContext& context) {
@@ -108,13 +187,16 @@ uint32_t take(SoftwareCertStore& platform, CertStoreHandle store, const BundlePa
     if (X509_digest(parts.certificate.get(), EVP_sha1(), sha1, &length) != 1) {
         return windowsProviderFailed;
     }
+    OpenFolder& folder = openFolder(store);
     if (const ContextPtr existing = owned(platform, platform.findByHash(store, sha1, nullptr))) {
-        if (const uint32_t error = complete(*existing, parts.key.get())) {
+        if (const uint32_t error = complete(*existing, parts)) {
             return error;
         }
+        folder.olderKeys.erase(existing->file.substr(folder.path.size() + 1));
     } else {
         const std::string name = CmnApi::binToHex({reinterpret_cast<const char*>(sha1), size_t{length}});
-        writeNew(openFolder(store), name, parts);
+        writeNew(folder.path + '/' + name, parts);
+        folder.note(name + ".pem");
     }
     context = platform.findByHash(store, sha1, nullptr);
     return context != nullptr ? 0 : windowsNotFound; // somebody else has removed it
@@ -151,13 +233,18 @@ uint32_t SoftwareCertStore::removeFromStore(CertContext context) {
         if (!own.readOnly && (!present || X509_cmp(present->certificate.get(), own.certificate.get()) != 0)) {
             return windowsNotFound; // it went meanwhile, or another one took its place
         }
-        if (own.readOnly || removeFile(own.file) != 0) {
+        if (own.readOnly) {
             return windowsAccessDenied;
         }
-        const bool apart = !own.keyFile.empty() && own.keyFile != own.file;
-        if (apart && removeFile(own.keyFile) != 0) {
-            logFailureOf(function, {"The private key in [", own.keyFile, "] cannot be removed"});
-            return windowsAccessDenied;
+        // The key first: what is left of a failure can then still be found, and removed.
+        const std::string& key = present->keyFile;
+        const bool apart = !own.keyIsOlder && !key.empty() && key != own.file;
+        for (const std::string& file : {apart ? key : std::string(), own.file}) {
+            if (!file.empty() && removeFile(file) != 0 && errno != ENOENT) {
+                const std::string reason = std::generic_category().message(errno);
+                logFailureOf(function, {"The file [", file, "] cannot be removed: ", reason});
+                return windowsAccessDenied;
+            }
         }
         return uint32_t{0};
     };
@@ -179,7 +266,7 @@ uint32_t SoftwareCertStore::importBundle(CertStoreHandle store, const unsigned c
         try {
             return take(*this, store, parts, context);
         } catch (const CmnException& failure) { // logged
-            return failure.getErrorCode() == codeAllocationFailed ? windowsNotEnoughMemory : windowsAccessDenied;
+            return errorOfFile(failure);
         }
     });
 }

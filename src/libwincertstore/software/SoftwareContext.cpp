@@ -1,6 +1,8 @@
 #include "libwincertstore/software/SoftwareContext.h"
 
+#include <cerrno>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "cmncrypto/X509Certificate.h"
@@ -125,6 +127,20 @@ std::unique_ptr<SoftwareContext> makeContext(OpenSslPtr<X509> certificate) {
     return encode(*context) ? std::move(context) : nullptr;
 }
 
+bool holdsCertificate(const std::string& path, const X509* certificate) {
+    const std::unique_ptr<SoftwareContext> found = pathExists(path) ? readCertificateFile(path) : nullptr;
+    return found && X509_cmp(found->certificate.get(), certificate) == 0;
+}
+
+bool holdsKey(const std::string& path, X509* certificate) {
+    SoftwareContext context;
+    X509_up_ref(certificate);
+    context.certificate.reset(certificate);
+    context.keyFile = path;
+    OpenSslPtr<EVP_PKEY> key;
+    return pathExists(path) && readKeyOf(context, key) == 0;
+}
+
 uint32_t readKeyOf(const SoftwareContext& context, OpenSslPtr<EVP_PKEY>& key) {
     const ossl::ErrorScope errors;
     const std::string& file = context.bundleKey ? context.file : context.keyFile;
@@ -135,10 +151,13 @@ uint32_t readKeyOf(const SoftwareContext& context, OpenSslPtr<EVP_PKEY>& key) {
         EVP_PKEY_up_ref(context.bundleKey.get());
         key.reset(context.bundleKey.get());
     } else {
+        errno = 0;
         key = readKeyFile(file);
     }
     if (!key) {
-        const std::string reason = drainSslErrors();
+        const int error = errno;
+        const bool bySystem = ERR_peek_error() == 0 && error != 0; // no permission, for instance
+        const std::string reason = bySystem ? std::generic_category().message(error) : drainSslErrors();
         clogmsg(logWarning, storeTag, "No private key can be read from [%s]: %s", file.c_str(), reason.c_str());
         return windowsKeysetEntryBad;
     }

@@ -21,6 +21,7 @@ struct SoftwareContext {
     OpenSslPtr<EVP_PKEY> bundleKey; ///< the key of a bundle
     size_t position = 0;            ///< among the files of its store
     bool readOnly = true;           ///< its store was opened to be read
+    bool keyIsOlder = false;        ///< the key was there first, and stays when the certificate is taken back
 };
 
 /** @return the context behind a pointer that the store has handed out */
@@ -34,6 +35,10 @@ bool isCertificateFile(const std::string& name);
 /** Reads one certificate file. @return null, after a warning, when there is no certificate in it @throws std::bad_alloc
  */
 std::unique_ptr<SoftwareContext> readCertificateFile(const std::string& path);
+
+/** @return whether a file holds this certificate, or its private key @throws std::bad_alloc */
+bool holdsCertificate(const std::string& path, const X509* certificate);
+bool holdsKey(const std::string& path, X509* certificate);
 
 /**
  * Reads the key of a certificate.
