@@ -53,7 +53,8 @@ std::string temporaryFolder();
 int openToRead(const std::string& name);
 /** As openToRead(), a pipe or device that is there. */
 int openToWrite(const std::string& name);
-/** Creates a file of which the last six characters of @p name are replaced. @param confidential for its owner alone */
+/** Creates a file of which the last six characters of @p name are replaced. Separators in the name become those that
+ *  the system wants. @param confidential for its owner alone */
 int createTemporaryFile(std::string& name, bool confidential);
 
 /** @return the number of bytes read, 0 at the end */

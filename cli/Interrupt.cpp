@@ -56,6 +56,7 @@ void installSignalHandlers(bool json) {
 }
 
 void stopOnSignal(ServerEvents* events) noexcept {
+    const SignalBlock block; // a handler on a thread of its own may still hold the last ones
     stopped = false;
     waiting = events;
 }

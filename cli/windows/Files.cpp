@@ -78,6 +78,13 @@ bool isDeviceName(const std::string& name) {
     return name.compare(0, 4, R"(\\.\)") == 0 || name.compare(0, 4, "//./") == 0;
 }
 
+/** Behind this prefix nothing is read as it is elsewhere: a slash separates nothing there, and a dot is a name. */
+constexpr wchar_t verbatim[] = L"\\\\?\\";
+
+bool isVerbatim(const std::string& name) {
+    return name.compare(0, 4, R"(\\?\)") == 0;
+}
+
 /** Large pieces are too much for some consoles. */
 unsigned int pieceOf(size_t size) noexcept {
     return static_cast<unsigned int>(std::min<size_t>(size, size_t{32} * 1024));
@@ -113,16 +120,20 @@ std::string resolveLinks(const std::string& name) {
     const DWORD length =
         handle ? ::GetFinalPathNameByHandleW(handle.get(), path.data(), 32768, FILE_NAME_NORMALIZED) : 0;
     path.resize(length < path.size() ? length : 0);
-    // Behind this prefix nothing would be read as it is elsewhere, not even a slash.
-    constexpr wchar_t local[] = L"\\\\?\\";
+    if (isVerbatim(name)) {
+        return path.empty() ? name : narrow(path);
+    }
     constexpr wchar_t remote[] = L"\\\\?\\UNC\\";
     if (path.rfind(remote, 0) == 0) {
         return narrow(L"\\" + path.substr(7));
     }
-    return path.empty() ? name : narrow(path.substr(path.rfind(local, 0) == 0 ? 4 : 0));
+    return path.empty() ? name : narrow(path.substr(path.rfind(verbatim, 0) == 0 ? 4 : 0));
 }
 
 std::string folderOf(const std::string& name) {
+    if (isVerbatim(name)) {
+        return name.substr(0, name.rfind('\\'));
+    }
     const size_t separator = name.find_last_of("/\\:");
     return separator == std::string::npos ? "." : name.substr(0, separator + 1) + ".";
 }
@@ -146,6 +157,9 @@ int createTemporaryFile(std::string& name, bool confidential) {
     if (confidential && !owner) {
         fail();
         return -1;
+    }
+    if (isVerbatim(name)) {
+        std::replace(name.begin(), name.end(), '/', '\\');
     }
     SECURITY_ATTRIBUTES rights = {sizeof rights, owner.get(), FALSE}; // of none a new file has those of its folder
     constexpr char letters[] = "abcdefghijklmnopqrstuvwxyz0123456789";

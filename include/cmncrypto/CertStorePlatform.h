@@ -57,8 +57,10 @@ struct EncodedCertificate {
 /** What the chain of a certificate is to be good for. */
 struct CertChainPolicy {
     bool server = true;           ///< the certificate identifies a server; false: a client
-    std::string hostName = {};    ///< what it must be issued for; empty for no matter
-    bool checkRevocation = false; ///< whether the lists that the platform finds are asked
+    std::string hostName = {};    ///< what it must be issued for, server or client; empty for no matter. A dot at its
+                                  ///< end does not count; with one in front no certificate fits
+    bool checkRevocation = false; ///< whether the lists that the platform finds are asked, on Windows also those
+                                  ///< that the system fetches; without, nothing is fetched
 };
 
 /** A handle that signs, never the key itself. */
@@ -136,11 +138,14 @@ public:
      * @{ */
     /** Makes a context of an encoded certificate, in no store. @param context to be released */
     virtual uint32_t createContext(const unsigned char* der, size_t length, CertContext& context);
-    /** Removes a certificate from the store that it was found in. @param context is released in any case */
+    /** Removes a certificate from the store that it was found in. On Windows its private key stays with the key's
+     *  provider, since other certificates may have the same. @param context is released in any case */
     virtual uint32_t removeFromStore(CertContext context);
     /**
      * Adds the certificate of a PKCS#12 bundle that has a key, with its key, and the bundle's other certificates as its
-     * issuers. @return ERROR_INVALID_PASSWORD (86) and CRYPT_E_NO_KEY_PROPERTY for what they say
+     * issuers, without keys. One that is in the store with a key stays as it is; to one without, the key is added.
+     * After a failure the store and its keys are as before.
+     * @return ERROR_INVALID_PASSWORD (86) and CRYPT_E_NO_KEY_PROPERTY for what they say @throws std::bad_alloc
      * @param password in UTF-8 @param exportable whether the key may ever leave the store again
      * @param context receives the certificate in the store, to be released
      */

@@ -34,7 +34,8 @@ public:
 
     /** Asks whether an account may read, by itself or by its groups. */
     virtual uint32_t mayRead(const SecurityDescriptor& descriptor, const std::string& account, bool& granted) = 0;
-    /** Lets an account read, or takes back what has been let; the rest of the list stays. */
+    /** Lets an account read, or takes that right out of all of the account's own entries, also out of one of full
+     *  control; its other rights, the other entries and the inheritance of the list stay. */
     virtual uint32_t setRead(SecurityDescriptor& descriptor, const std::string& account, bool granted) = 0;
     /** @param account receives the one that the process runs under */
     virtual uint32_t ownAccount(std::string& account) = 0;

@@ -87,8 +87,10 @@ public:
     static int acquire_private_key(const WinCertStoreCertificate& certificate, QX_CRYPTO_DATA& data) noexcept;
 
     /**
-     * Sees to it that the account of the process may use the private key of a certificate: for programs that set a
-     * host up. Nothing calls it on its own, as it changes the permissions of the key.
+     * Tells whether the account of the process may use the private key of a certificate, and grants it where the
+     * account lacks that right but is given the key all the same, as one that may change its permissions. An account
+     * without any right is given no key: for a service an administrator grants it, by WinCertStorePrivateKey. Nothing
+     * calls this on its own, as it may change the permissions of the key.
      * @return 0 when the account may use it, also after that has been granted, and where that is no matter of the
      *         store; 8790 when it may not and it cannot be granted, or the store does not give the key; 8793 there is
      *         no key; 20 for an empty certificate; 36

@@ -20,6 +20,9 @@ namespace CmnCrypto::WinCertStore {
  * key. Whoever may read a key may sign with it. Accounts are named in UTF-8 as "DOMAIN\\name" or "name". The key
  * itself never leaves its store. Nothing throws; a failure is logged, then answered. One thread at a time per object.
  *
+ * An account that may not read a key is not given its handle either. So it is an administrator, or another account that
+ * may change the permissions, who grants a service's account the key.
+ *
  * Where who may use keys is no matter of the store, as with the software store, which leaves it to the permissions of
  * its files, questions and changes answer WIN_CERT_STORE_NOT_SUPPORTED.
  */
@@ -47,10 +50,11 @@ public:
      *  WIN_CERT_STORE_PERMISSIONS_NOT_READ, WIN_CERT_STORE_NOT_SUPPORTED, WIN_CERT_STORE_NO_MEMORY */
     WinCertStoreError IsReadGranted(const std::string& account, bool& granted) const noexcept;
     /** Lets an account use the key; nothing is written when it may already. @return as IsReadGranted(), also
-     *  WIN_CERT_STORE_PERMISSIONS_NOT_SET */
+     *  WIN_CERT_STORE_PERMISSIONS_NOT_SET, with the permissions as before when something else in them, such as an entry
+     *  that denies it to a group, still keeps the account out */
     WinCertStoreError GrantRead(const std::string& account) noexcept;
-    /** Takes back what has been let to an account; it may still use the key by one of its groups. @return as
-     *  GrantRead() */
+    /** Takes the right to use the key from an account, and no other right; it may still use the key by one of its
+     *  groups. @return as GrantRead() */
     WinCertStoreError RevokeRead(const std::string& account) noexcept;
     /** @param account receives the one that the process runs under @return as IsReadGranted() */
     WinCertStoreError GetOwnAccount(std::string& account) const noexcept;

@@ -15,7 +15,8 @@ int WinCertStoreOpenSSLHelper::RequestPrivKeyPermissionsIfNeeded(const WinCertSt
         std::unique_ptr<WinCertStorePrivateKey> key;
         WinCertStoreError result = WinCertStorePrivateKey::Acquire(certificate, key);
         if (result == WIN_CERT_STORE_KEY_NOT_ACQUIRED) {
-            result = WIN_CERT_STORE_PERMISSIONS_NOT_READ; // they stand behind the handle that is not given
+            // They stand behind the handle, which is not given to who may not read: an administrator has to help.
+            result = WIN_CERT_STORE_PERMISSIONS_NOT_READ;
         }
         if (result == WIN_CERT_STORE_OK && certificate.GetPlatform()->keySecurity() != nullptr) {
             std::string account;

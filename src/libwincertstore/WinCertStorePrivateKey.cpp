@@ -115,13 +115,21 @@ WinCertStoreError WinCertStorePrivateKey::SetRead(const std::string& account, bo
             return platformFailure(function, {"The permissions of the private key cannot be read"}, platform, error,
                                    WIN_CERT_STORE_PERMISSIONS_NOT_READ);
         }
+        const SecurityDescriptor before = descriptor;
         uint32_t error = security.setRead(descriptor, account, granted);
         error = error != 0 ? error : WriteSecurity(security, descriptor);
         if (error != 0) {
             return platformFailure(function, {"The permissions of the private key cannot be set for [", account, "]"},
                                    platform, error, WIN_CERT_STORE_PERMISSIONS_NOT_SET);
         }
-        return WIN_CERT_STORE_OK;
+        bool isEffective = !granted;
+        const WinCertStoreError result = granted ? IsReadGranted(account, isEffective) : WIN_CERT_STORE_OK;
+        if (result != WIN_CERT_STORE_OK || isEffective) {
+            return result;
+        }
+        error = WriteSecurity(security, before); // what does not help is not to stay
+        return platformFailure(function, {"The permissions of the private key still keep [", account, "] out"},
+                               platform, error != 0 ? error : windowsAccessDenied, WIN_CERT_STORE_PERMISSIONS_NOT_SET);
     });
 }
 

@@ -24,6 +24,7 @@ constexpr uint32_t windowsBadKeyState = 0x8009000B;       ///< NTE_BAD_KEY_STATE
 constexpr uint32_t windowsNoKey = 0x8009000D;             ///< NTE_NO_KEY
 constexpr uint32_t windowsPermission = 0x80090010;        ///< NTE_PERM
 constexpr uint32_t windowsBadPublicKey = 0x80090015;      ///< NTE_BAD_PUBLIC_KEY
+constexpr uint32_t windowsNoKeyset = 0x80090016;          ///< NTE_BAD_KEYSET: there is none of that name
 constexpr uint32_t windowsKeysetEntryBad = 0x8009001A;    ///< NTE_KEYSET_ENTRY_BAD
 constexpr uint32_t windowsProviderFailed = 0x80090020;    ///< NTE_FAIL
 constexpr uint32_t windowsInvalidHandle = 0x80090026;     ///< NTE_INVALID_HANDLE

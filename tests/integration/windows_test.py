@@ -35,7 +35,7 @@ class Names(Case):
             self.put("phrase", PHRASE + b"\n"), os.makedirs(f"{name}/MY")
             self.run_command("key", "new", "-b", "2048", "-p", "phrase", "-o", name + ".key")
             openssl("pkey", "-in", name + ".key", "-passin", "file:phrase", "-check", "-noout")
-            self.run_command("cert", "self-signed", "-k", name + ".key", "-p", "phrase", "-o", "pem")
+            self.run_command("cert", "self-signed", "-k", name + ".key", "-p", "phrase", "--subject", "CN=b", "-o", "pem")
             self.assertEqual([os.stat(file).st_mode & 0o004 for file in (name + ".key", "pem")], [0, 4])  # as Wine has it
             self.run_command("cert", "self-signed", "-k", name + ".key", "-p", "phrase", "--subject", "CN=ä", "-o",
                              f"{name}/MY/host.pem")
@@ -44,6 +44,19 @@ class Names(Case):
             self.assertEqual(self.get(part), self.get(name + ".pem"))
             self.refused(5, "", "cert", "save", "-o", name + ".pem", name + ".pem")
             self.assertRegex(self.run_command("store", "list", "-s", name).decode(), "^Store MY: 1 cert.*\n\nSubject: +CN = ä\n")
+
+    def test_with_a_prefix(self):
+        name = "\\\\?\\Z:" + os.getcwd().replace("/", "\\") + "\\Ж"
+        for option in ((), ("--force",)):
+            self.run_command("encrypt", *option, "-kkey32", "-o" + name, "data")
+            self.assertEqual(self.run_command("decrypt", "-kkey32", name), DATA[:1000])
+
+    def test_beyond_the_code_page(self):
+        openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-utf8", "-keyout", "key", "-subj", "/CN=Ж host", "-out", "pem")
+        self.run_command("store", "import", "--into", "MY", "pem")
+        text = self.run_command("store", "explain", "MY\\\\Ж host", expect=1)
+        self.run_command("store", "remove", "--from", "MY", hashlib.sha1(ssl.PEM_cert_to_DER_cert(self.get("pem").decode())).hexdigest())
+        self.assertIn(b"Candidate 1 of 1", text)
 
     def test_bytes_stay_as_they_are(self):
         self.put("ends", b"\r\n\n\x1a\0\r" * 9999)

@@ -6,6 +6,7 @@
 #undef far // a kind of pointer, long ago
 // clang-format on
 #include <ncrypt.h>
+#include <sddl.h>
 
 #include "libwincertstore/Bridge.h"
 #include "libwincertstore/StoreSituations.h"
@@ -57,15 +58,17 @@ struct MachineBench : situations::Bench {
     void put(const std::string& store, X509* certificate, bool withKey) override {
         put(store, certificate, withKey ? L"none" : nullptr);
     }
-    /** With the name of a key, which need not exist. */
+    /** With the name of a key, which need not exist, and a name for users. */
     void put(const std::string& store, X509* certificate, const wchar_t* key) {
         const WinCertStoreCertificate made = wrap(certificate);
         CRYPT_KEY_PROV_INFO info{};
         info.pwszContainerName = const_cast<wchar_t*>(key);
         info.dwProvType = PROV_RSA_FULL;
         info.dwKeySpec = AT_KEYEXCHANGE;
-        CertSetCertificateContextProperty(static_cast<PCCERT_CONTEXT>(made.GetContext()), CERT_KEY_PROV_INFO_PROP_ID, 0,
-                                          key != nullptr ? &info : nullptr);
+        const auto* const context = static_cast<PCCERT_CONTEXT>(made.GetContext());
+        CertSetCertificateContextProperty(context, CERT_KEY_PROV_INFO_PROP_ID, 0, key != nullptr ? &info : nullptr);
+        CRYPT_DATA_BLOB seen{2, reinterpret_cast<BYTE*>(const_cast<wchar_t*>(L""))};
+        CertSetCertificateContextProperty(context, CERT_FRIENDLY_NAME_PROP_ID, 0, &seen);
         EXPECT_EQ(with(store, false, [&](auto to) { EXPECT_NE(made.AddToStore(to, 1), 0); }), 0U);
     }
     void clear() override {

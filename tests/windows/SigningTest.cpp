@@ -134,4 +134,22 @@ TEST(WindowsSigning, Handshakes) {
     }
 }
 
+TEST(WindowsSigning, ListsOfWhoMayUseAKey) {
+    for (const auto& [before, account, after] : std::vector<std::array<std::string, 3>>{
+             {"D:PAI(A;;GA;;;SY)(A;;GR;;;BA)", "-SYSTEM", "D:PAI(A;;0x1f0176;;;SY)(A;;GR;;;BA)"},
+             {"D:P(D;;GR;;;LS)(A;;GR;;;LS)(A;;FR;;;LS)(A;;GRGW;;;LS)", "-LOCAL SERVICE", "D:P(D;;GR;;;LS)(A;;GW;;;LS)"},
+             {"D:PAI(A;;GA;;;SY)", "+LOCAL SERVICE", "D:PAI(A;;GR;;;LS)(A;;GA;;;SY)"},
+             {"D:(A;;GA;;;SY)", "+", ""}}) {
+        void* made = nullptr;
+        char* text = nullptr;
+        ULONG size = 0;
+        ConvertStringSecurityDescriptorToSecurityDescriptorA(before.c_str(), 1, &made, &size);
+        SecurityDescriptor list(static_cast<unsigned char*>(made), static_cast<unsigned char*>(made) + size);
+        const uint32_t error = Machine().keySecurity()->setRead(list, account.substr(1), account[0] == '+');
+        ConvertSecurityDescriptorToStringSecurityDescriptorA(list.data(), 1, DACL_SECURITY_INFORMATION, &text, nullptr);
+        EXPECT_TRUE(error == (after.empty() ? ERROR_NONE_MAPPED : 0) && text == (error == 0 ? after : before)) << text;
+        EXPECT_EQ(LocalFree(made), LocalFree(text));
+    }
+}
+
 } // namespace

@@ -92,7 +92,7 @@ TEST(WindowsStore, ContextsNamesOfTheMachineDigitsAndErrors) {
         DWORD size = 256;
         GetComputerNameExW(format, name, &size);
         EXPECT_EQ(CertificateSelector::GetHostName(type), std::string(name, name + size));
-        EXPECT_EQ(bench.machine->computerName(type, std::string(1, '0').data(), 1), uint32_t{ERROR_MORE_DATA});
+        EXPECT_EQ(bench.machine->computerName(type, std::string(256, '0').data(), size), uint32_t{ERROR_MORE_DATA});
     }
     for (const std::string digits : {"00", "0aFf", "0123456789abcdefABCDEF", "!", "!0", "!0ax", "!0g"}) {
         std::vector<unsigned char> to;
@@ -103,6 +103,72 @@ TEST(WindowsStore, ContextsNamesOfTheMachineDigitsAndErrors) {
     const std::string text = bench.machine->errorText(2);
     EXPECT_TRUE(text.find('\n') == std::string::npos && text.back() == '.');
     EXPECT_EQ(bench.machine->errorText(0xE0001234), "Windows error 3758101044.");
+}
+
+/** Deletes the machine's default container of keys, into which Wine imports. @return whether it was there */
+bool deleteKey() {
+    HCRYPTPROV none = 0;
+    return CryptAcquireContextW(&none, nullptr, nullptr, PROV_RSA_FULL, CRYPT_DELETEKEYSET | CRYPT_MACHINE_KEYSET) != 0;
+}
+
+TEST(WindowsStore, ImportedBundles) {
+    const auto rename = [](auto change) { return [=](X509* one) { change(one, nameFrom("CN=ca").get()); }; };
+    const Owned<X509> leaf = makeCertificate("RSA-2048", rename(X509_set_issuer_name));
+    const Owned<X509> issuer =
+        makeCertificate("P-256", rename(X509_set_subject_name)); // Wine takes the key for its own
+    const Owned<STACK_OF(X509)> all(sk_X509_new_null());
+    X509_add_cert(all.get(), issuer.get(), X509_ADD_FLAG_UP_REF);
+    for (const auto& [is, expected] : std::map<std::string, Names>{{"new", {"ca, key", "host"}},
+                                                                   {"there", {"ca, known, key", "host"}},
+                                                                   {"kept", {"ca, known, key"}},
+                                                                   {"locked", {}}}) {
+        const Owned<PKCS12> made(PKCS12_create("secret", "", keyOf("RSA-2048"), leaf.get(),
+                                               is == "locked" ? nullptr : all.get(), 0, 0, 0, 0, 0));
+        const std::string bundle = written([&](BIO* out) { return i2d_PKCS12_bio(out, made.get()); });
+        MachineBench bench;
+        bench.make("MY");
+        if (is[0] == 't' || is[0] == 'k') {
+            bench.put("MY", issuer.get(), is[0] == 'k' ? L"kept" : nullptr);
+        }
+        deleteKey();
+        bench.with("MY", is.find("locked") < is.size(), [&, &is = is, &expected = expected](auto store) {
+            CertContext at = nullptr;
+            EXPECT_EQ(bench.machine->importBundle(store, bytes(bundle), bundle.size(), "secret", false, at),
+                      is == "locked" ? refused(E_ACCESSDENIED) : 0);
+            bench.machine->release(at);
+            Names found;
+            for (at = nullptr; (at = bench.machine->findBySubject(store, "", at)) != nullptr;) {
+                std::string name;
+                uint32_t size = bench.machine->name(at, CertName::subject, name);
+                name += bench.machine->property(at, CERT_FRIENDLY_NAME_PROP_ID, nullptr, size) == 0 ? ", known" : "";
+                found.insert(name +
+                             (bench.machine->property(at, certKeySpecProperty, nullptr, size) == 0 ? ", key" : ""));
+            }
+            EXPECT_EQ(found, expected);
+        });
+        EXPECT_EQ(deleteKey(), is == "new" || is == "there") << is;
+    }
+}
+
+TEST(WindowsStore, NamesOfHosts) {
+    const MachineBench bench;
+    const std::string names = tlv(0x30, tlv(0x82, "a.host") + tlv(0x87, fromHex("0a000001")));
+    const auto name = [&](X509* made) { X509_add_ext(made, makeExtension(NID_subject_alt_name, names).get(), -1); };
+    const WinCertStoreCertificate own = bench.wrap(makeCertificate("RSA-2048", name).get());
+    const HCERTSTORE root = CertOpenStore(CERT_STORE_PROV_SYSTEM_A, 0, 0, CERT_SYSTEM_STORE_LOCAL_MACHINE, "Root");
+    EXPECT_EQ(bench.machine->addToStore(root, own.GetContext(), 4), 0U);
+    CertControlStore(root, 0, CERT_STORE_CTRL_COMMIT, nullptr);
+    for (const std::string host :
+         {"", "a.host", "A.Host.", "10.0.0.1", "!.host", "!.", "!host", "!a.host..", "!10.0.0.2"}) {
+        for (const bool isServer : {false, true}) {
+            const CertChainPolicy policy{isServer, host.substr(host[0] == '!' ? 1 : 0)};
+            const uint32_t error = host[0] == '!' ? refused(CERT_E_CN_NO_MATCH) : 0;
+            EXPECT_EQ(bench.machine->verifyChain(own.GetContext(), policy), error) << host << isServer;
+        }
+    }
+    CertDeleteCertificateFromStore(
+        CertFindCertificateInStore(root, 1, 0, CERT_FIND_EXISTING, own.GetContext(), nullptr));
+    CertCloseStore(root, 0);
 }
 
 } // namespace

@@ -19,16 +19,17 @@ int lengthOf(size_t size) {
 
 std::wstring wide(const std::string& text) {
     const int length = lengthOf(text.size());
+    std::wstring converted; // the caller's own, so that no second copy of a short password stays on the stack
     for (const UINT codePage : {UINT{CP_UTF8}, UINT{CP_ACP}}) {
         const DWORD strictly = codePage == CP_UTF8 ? MB_ERR_INVALID_CHARS : 0;
         const int size = ::MultiByteToWideChar(codePage, strictly, text.data(), length, nullptr, 0);
         if (size > 0) {
-            std::wstring converted(static_cast<size_t>(size), L'\0');
+            converted.resize(static_cast<size_t>(size));
             ::MultiByteToWideChar(codePage, strictly, text.data(), length, converted.data(), size);
-            return converted;
+            break;
         }
     }
-    return {};
+    return converted;
 }
 
 std::string narrow(const std::wstring& text) {

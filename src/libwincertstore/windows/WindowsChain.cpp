@@ -8,6 +8,7 @@
 #include "libwincertstore/windows/LastError.h"
 #include "libwincertstore/windows/WindowsCertStore.h"
 #include "libwincertstore/windows/WindowsContext.h"
+#include "ossl/ErrorQueue.h"
 
 namespace CmnCrypto::WinCertStore {
 
@@ -28,7 +29,9 @@ BuiltChain chainOf(PCCERT_CONTEXT context, const CertChainPolicy& policy, uint32
     parameters.RequestedUsage.dwType = USAGE_MATCH_TYPE_AND;
     parameters.RequestedUsage.Usage.cUsageIdentifier = 1;
     parameters.RequestedUsage.Usage.rgpszUsageIdentifier = usages;
-    const DWORD flags = policy.checkRevocation ? CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT : 0;
+    // Only who wants lists lets the system fetch something from a network.
+    const DWORD flags =
+        policy.checkRevocation ? CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT : CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL;
     PCCERT_CHAIN_CONTEXT chain = nullptr;
     const bool built = ::CertGetCertificateChain(HCCE_LOCAL_MACHINE, context, nullptr, context->hCertStore, &parameters,
                                                  flags, nullptr, &chain) != FALSE;
@@ -63,12 +66,23 @@ uint32_t foundWrong(const CERT_CHAIN_CONTEXT* chain, bool checkRevocation) noexc
     return checkRevocation && (status & revocationError.bits) != 0 ? revocationError.error : 0;
 }
 
-/** @return what the rules of TLS make of a chain */
-uint32_t judge(const CERT_CHAIN_CONTEXT* chain, const CertChainPolicy& policy) {
-    std::wstring host = wide(policy.hostName);
+bool isAddress(const std::string& host) {
+    return OpenSslPtr<ASN1_STRING>(a2i_IPADDRESS(host.c_str())) != nullptr;
+}
+
+/** @return whether a certificate is for a host, which may be an address */
+bool isFor(PCCERT_CONTEXT context, const std::string& host) {
+    const unsigned char* position = context->pbCertEncoded;
+    const OpenSslPtr<X509> certificate(d2i_X509(nullptr, &position, static_cast<long>(context->cbCertEncoded)));
+    return certificate && (X509_check_ip_asc(certificate.get(), host.c_str(), 0) == 1 ||
+                           X509_check_host(certificate.get(), host.c_str(), host.size(), 0, nullptr) == 1);
+}
+
+/** @return what the rules of TLS make of a chain, and of a server's name unless that is empty */
+uint32_t judge(const CERT_CHAIN_CONTEXT* chain, const CertChainPolicy& policy, const std::string& name) {
+    std::wstring host = wide(name);
     SSL_EXTRA_CERT_CHAIN_POLICY_PARA tls = {};
     tls.cbSize = sizeof tls;
-    // Of a client's name nothing is known; the system compares names of servers only.
     tls.dwAuthType = policy.server ? AUTHTYPE_SERVER : AUTHTYPE_CLIENT;
     tls.pwszServerName = host.empty() ? nullptr : host.data();
     CERT_CHAIN_POLICY_PARA parameters = {};
@@ -85,12 +99,23 @@ uint32_t judge(const CERT_CHAIN_CONTEXT* chain, const CertChainPolicy& policy) {
 } // namespace
 
 uint32_t WindowsCertStore::verifyChain(CertContext context, const CertChainPolicy& policy) {
-    if (policy.hostName.find('\0') != std::string::npos) {
-        return windowsWrongHostName;
+    const ossl::ErrorScope errors;
+    std::string host = policy.hostName;
+    if (host.find('\0') != std::string::npos || (!host.empty() && host.front() == '.')) {
+        return windowsWrongHostName; // a dot in front would stand for every name below
+    }
+    if (!host.empty() && host.back() == '.') {
+        host.pop_back(); // it says that the name is complete, and is no part of it
     }
     uint32_t error = 0;
     const BuiltChain chain = chainOf(windowsContext(context), policy, error);
-    return chain ? judge(chain.get(), policy) : error;
+    if (!chain) {
+        return error;
+    }
+    // The system passes over the names of clients, and not every system compares addresses.
+    const bool isLeft = !host.empty() && (!policy.server || isAddress(host));
+    error = judge(chain.get(), policy, isLeft ? "" : host);
+    return error == 0 && isLeft && !isFor(windowsContext(context), host) ? windowsWrongHostName : error;
 }
 
 } // namespace CmnCrypto::WinCertStore

@@ -22,6 +22,19 @@ struct FreeContext {
 /** A context that is given back. */
 using ContextOwner = std::unique_ptr<const CERT_CONTEXT, FreeContext>;
 
+struct CloseStore {
+    void operator()(void* store) const noexcept { ::CertCloseStore(store, 0); }
+};
+/** An open store that is closed. */
+using StorePtr = std::unique_ptr<void, CloseStore>;
+
+/** @return whether a certificate has a key, be it a kept one or one of an opened bundle */
+inline bool hasKey(PCCERT_CONTEXT context) noexcept {
+    DWORD size = 0;
+    return ::CertGetCertificateContextProperty(context, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &size) != FALSE ||
+           ::CertGetCertificateContextProperty(context, CERT_KEY_CONTEXT_PROP_ID, nullptr, &size) != FALSE;
+}
+
 } // namespace CmnCrypto::WinCertStore
 
 #endif

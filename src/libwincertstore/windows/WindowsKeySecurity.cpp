@@ -20,6 +20,8 @@ namespace {
 /** What a key container's access list calls reading; the system maps the generic right to that of files. */
 constexpr DWORD readRights = GENERIC_READ;
 constexpr DWORD anyReadRight = GENERIC_READ | GENERIC_ALL | FILE_READ_DATA;
+/** What comes with reading as with other rights, and is of no use alone. */
+constexpr DWORD sharedRights = READ_CONTROL | SYNCHRONIZE;
 
 struct FreeLocal {
     void operator()(void* memory) const noexcept { ::LocalFree(memory); }
@@ -27,6 +29,11 @@ struct FreeLocal {
 using AclPtr = std::unique_ptr<ACL, FreeLocal>;
 
 using Sid = std::vector<unsigned char>;
+
+/** @return whether that can be granted something; an empty name, for one, is that of a domain */
+bool isAccount(SID_NAME_USE use) noexcept {
+    return use != SidTypeDomain && use != SidTypeDeletedAccount && use != SidTypeInvalid && use != SidTypeUnknown;
+}
 
 /** Finds an account's identifier. @return the error number @throws std::bad_alloc */
 uint32_t sidOf(const std::string& account, Sid& sid) {
@@ -41,9 +48,10 @@ uint32_t sidOf(const std::string& account, Sid& sid) {
     }
     sid.resize(size);
     std::wstring domain(domainSize, L'\0');
-    return ::LookupAccountNameW(nullptr, name.c_str(), sid.data(), &size, domain.data(), &domainSize, &use) != FALSE
-               ? 0
-               : lastError();
+    if (::LookupAccountNameW(nullptr, name.c_str(), sid.data(), &size, domain.data(), &domainSize, &use) == FALSE) {
+        return lastError();
+    }
+    return isAccount(use) ? 0 : ERROR_NONE_MAPPED;
 }
 
 TRUSTEE_W trusteeOf(Sid& sid) noexcept {
@@ -66,6 +74,13 @@ uint32_t listOf(const SecurityDescriptor& descriptor, PACL& list) noexcept {
     return 0;
 }
 
+/** @return rights of files in place of generic ones, so that one entry's can be compared with another's */
+DWORD concrete(DWORD rights) noexcept {
+    GENERIC_MAPPING mapping = {FILE_GENERIC_READ, FILE_GENERIC_WRITE, FILE_GENERIC_EXECUTE, FILE_ALL_ACCESS};
+    ::MapGenericMask(&rights, &mapping);
+    return rights;
+}
+
 /** The rights that the entries of one account give, those before them being minded that deny. */
 DWORD rightsByEntries(ACL* list, Sid& sid) noexcept {
     unsigned char everyone[SECURITY_MAX_SID_SIZE];
@@ -85,23 +100,70 @@ DWORD rightsByEntries(ACL* list, Sid& sid) noexcept {
         auto* const ace = static_cast<ACCESS_ALLOWED_ACE*>(entry); // both kinds are laid out alike
         if (::EqualSid(&ace->SidStart, sid.data()) != FALSE || ::EqualSid(&ace->SidStart, everyone) != FALSE) {
             (header->AceType == ACCESS_ALLOWED_ACE_TYPE ? allowed : denied) |=
-                ace->Mask & ~(header->AceType == ACCESS_ALLOWED_ACE_TYPE ? denied : allowed);
+                concrete(ace->Mask) & ~(header->AceType == ACCESS_ALLOWED_ACE_TYPE ? denied : allowed);
         }
     }
     return allowed;
 }
 
-/** Makes a descriptor with that list and nothing else. @return the error number @throws std::bad_alloc */
+/** Replaces a descriptor by one with that list, which stands to the folder's as the one before did, and nothing else.
+ *  @return the error number @throws std::bad_alloc */
 uint32_t describe(ACL* list, SecurityDescriptor& descriptor) {
+    constexpr SECURITY_DESCRIPTOR_CONTROL inheritance = SE_DACL_PROTECTED | SE_DACL_AUTO_INHERITED;
+    SECURITY_DESCRIPTOR_CONTROL control = 0;
+    DWORD revision = 0;
     SECURITY_DESCRIPTOR absolute = {};
-    if (::InitializeSecurityDescriptor(&absolute, SECURITY_DESCRIPTOR_REVISION) == FALSE ||
-        ::SetSecurityDescriptorDacl(&absolute, TRUE, list, FALSE) == FALSE) {
+    if (::GetSecurityDescriptorControl(descriptor.data(), &control, &revision) == FALSE ||
+        ::InitializeSecurityDescriptor(&absolute, SECURITY_DESCRIPTOR_REVISION) == FALSE ||
+        ::SetSecurityDescriptorDacl(&absolute, TRUE, list, FALSE) == FALSE ||
+        ::SetSecurityDescriptorControl(&absolute, inheritance, control & inheritance) == FALSE) {
         return lastError();
     }
     DWORD size = 0;
     ::MakeSelfRelativeSD(&absolute, nullptr, &size);
     descriptor.resize(size);
     return ::MakeSelfRelativeSD(&absolute, descriptor.data(), &size) != FALSE ? 0 : lastError();
+}
+
+/** Adds an entry that lets an account read. @return the error number @throws std::bad_alloc */
+uint32_t letRead(ACL* list, Sid& sid, SecurityDescriptor& descriptor) {
+    EXPLICIT_ACCESS_W entry = {};
+    entry.grfAccessPermissions = readRights;
+    entry.grfAccessMode = GRANT_ACCESS;
+    entry.grfInheritance = NO_INHERITANCE;
+    entry.Trustee = trusteeOf(sid);
+    PACL changed = nullptr;
+    const uint32_t error = ::SetEntriesInAclW(1, &entry, list, &changed);
+    const AclPtr owner(changed);
+    return error != 0 ? error : describe(changed, descriptor);
+}
+
+/** @return what is left of some rights without that to read, which full control has as well */
+DWORD withoutReading(DWORD rights) noexcept {
+    if ((rights & GENERIC_ALL) != 0) {
+        rights = (rights & ~GENERIC_ALL) | FILE_ALL_ACCESS;
+    }
+    rights &= ~(GENERIC_READ | (FILE_GENERIC_READ & ~sharedRights));
+    return (rights & ~sharedRights) != 0 ? rights : 0;
+}
+
+/** Takes the right to read out of an account's entries; those of which nothing is left go. */
+void takeReadBack(ACL* list, Sid& sid) noexcept {
+    for (DWORD index = list->AceCount; index-- > 0;) {
+        void* entry = nullptr;
+        if (::GetAce(list, index, &entry) == FALSE ||
+            static_cast<const ACE_HEADER*>(entry)->AceType != ACCESS_ALLOWED_ACE_TYPE) {
+            continue;
+        }
+        auto* const ace = static_cast<ACCESS_ALLOWED_ACE*>(entry);
+        if (::EqualSid(&ace->SidStart, sid.data()) == FALSE || (ace->Mask & anyReadRight) == 0) {
+            continue;
+        }
+        ace->Mask = withoutReading(ace->Mask);
+        if (ace->Mask == 0) {
+            ::DeleteAce(list, index);
+        }
+    }
 }
 
 } // namespace
@@ -168,15 +230,11 @@ uint32_t WindowsKeySecurity::setRead(SecurityDescriptor& descriptor, const std::
     if (error != 0 || list == nullptr) { // where there is no list nobody is kept out, and one would change that
         return error != 0 || granted ? error : ERROR_INVALID_ACL;
     }
-    EXPLICIT_ACCESS_W entry = {};
-    entry.grfAccessPermissions = readRights;
-    entry.grfAccessMode = granted ? GRANT_ACCESS : REVOKE_ACCESS;
-    entry.grfInheritance = NO_INHERITANCE;
-    entry.Trustee = trusteeOf(sid);
-    PACL changed = nullptr;
-    error = ::SetEntriesInAclW(1, &entry, list, &changed);
-    const AclPtr owner(changed);
-    return error != 0 ? error : describe(changed, descriptor);
+    if (granted) {
+        return letRead(list, sid, descriptor);
+    }
+    takeReadBack(list, sid);
+    return 0;
 }
 
 uint32_t WindowsKeySecurity::ownAccount(std::string& account) {

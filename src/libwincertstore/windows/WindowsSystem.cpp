@@ -1,8 +1,11 @@
 // What the store asks the system beside certificates: the machine's name, bytes out of digits, texts of errors.
 
 #include <climits>
+#include <cstring>
 
 #include "frame/Wide.h"
+#include "libwincertstore/HostName.h"
+#include "libwincertstore/StoreLog.h"
 #include "libwincertstore/WindowsErrors.h"
 #include "libwincertstore/windows/LastError.h"
 #include "libwincertstore/windows/WindowsCertStore.h"
@@ -11,10 +14,17 @@
 namespace CmnCrypto::WinCertStore {
 
 uint32_t WindowsCertStore::computerName(HostnameType type, char* buffer, uint32_t size) {
-    const COMPUTER_NAME_FORMAT format =
-        type == HOSTNAME_SHORT ? ComputerNameDnsHostname : ComputerNameDnsFullyQualified;
-    DWORD length = size;
-    return errorOf(::GetComputerNameExA(format, buffer, &length));
+    return withoutThrowing("WindowsCertStore::computerName", windowsNotEnoughMemory, [&]() -> uint32_t {
+        const std::string name = hostName(type);
+        if (name.empty()) {
+            return lastError();
+        }
+        if (name.size() >= size) {
+            return windowsMoreData;
+        }
+        std::memcpy(buffer, name.c_str(), name.size() + 1);
+        return 0;
+    });
 }
 
 uint32_t WindowsCertStore::hexToBinary(const std::string& digits, std::vector<unsigned char>& bytes) {
