@@ -9,7 +9,7 @@ namespace CmnCrypto {
 
 // Paths are in UTF-8 where the system does not take any bytes.
 
-/** As std::fopen(). */
+/** As std::fopen(), to read: @p mode is "r" or "rb". */
 std::FILE* openFile(const std::string& path, const char* mode) noexcept;
 
 /** Creates a file to write binary data to. @return null, with errno EEXIST where there is something under @p path */

@@ -12,6 +12,8 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 PROVIDER = os.environ.get("CMNCRYPTO_FIPS_PROVIDER", os.path.join(HERE, "../../build/openssl/fips"))
 MODULE = "".join(glob.glob(os.path.join(PROVIDER, "modules/fips.*")))
 SECTION = os.path.join(PROVIDER, "fipsmodule.cnf")
+# Of a module that failed when OpenSSL began, one system keeps the failure, another forgets all that was known of it.
+AGAIN = "not configured" if MODULE.endswith("dll") else "self test failed"
 
 
 class FipsCase(Case):
@@ -52,7 +54,7 @@ class With(FipsCase):
                 (["fips!"], {}, ("off", True, "fips", "available"), "keys and certificates cannot be read"),
                 (["fips!", "base!"], {"only": True}, ("on", True, "base fips", "available"), ""),
                 (["fips"], {"damage": True}, ("off", False, "default", "self test failed"), ""),
-                (["fips!"], {"damage": True}, ("off", True, "", "self test failed"), "nothing works"),
+                (["fips!"], {"damage": True}, ("off", True, "", AGAIN), "nothing works"),
                 ([], {}, ("off", False, "default", "not configured"), "")):
             self.setting(providers, **more)
             *state, problems = self.state(expect=8 if problem == "nothing works" else 0)

@@ -1,6 +1,7 @@
 #include "frame/FileSystem.h"
 
 #include <cerrno>
+#include <cstring>
 #include <exception>
 #include <fcntl.h>
 #include <io.h>
@@ -26,10 +27,18 @@ template <typename Result, typename Call> Result withWide(const std::string& pat
 
 bool moveFile(const std::string& from, const std::string& to, DWORD how) noexcept {
     try {
-        if (::MoveFileExW(wide(from).c_str(), wide(to).c_str(), how) != FALSE) {
-            return true;
+        const std::wstring source = wide(from);
+        const std::wstring target = wide(to);
+        DWORD error = ERROR_ACCESS_DENIED;
+        // While somebody reads a file, or renames to its name, this is refused for a moment.
+        for (int attempt = 0; attempt < 50 && (error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION);
+             ++attempt) {
+            if (::MoveFileExW(source.c_str(), target.c_str(), how) != FALSE) {
+                return true;
+            }
+            error = ::GetLastError();
+            ::Sleep(attempt < 10 ? 1 : 10); // milliseconds
         }
-        const DWORD error = ::GetLastError();
         errno = error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS ? EEXIST : EACCES;
     } catch (const std::exception&) {
         errno = ENOMEM;
@@ -39,9 +48,26 @@ bool moveFile(const std::string& from, const std::string& to, DWORD how) noexcep
 
 } // namespace
 
+// The runtime's fopen() would keep others from renaming the file meanwhile, and fail while they do.
 std::FILE* openFile(const std::string& path, const char* mode) noexcept {
-    return withWide<std::FILE*>(path, nullptr,
-                                [mode](const wchar_t* name) { return ::_wfopen(name, wide(mode).c_str()); });
+    return withWide<std::FILE*>(path, nullptr, [mode](const wchar_t* name) -> std::FILE* {
+        constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+        const HANDLE handle =
+            ::CreateFileW(name, GENERIC_READ, shareAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (handle == INVALID_HANDLE_VALUE) {
+            const DWORD error = ::GetLastError();
+            const bool refused = error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION;
+            errno = refused ? EACCES : ENOENT;
+            return nullptr;
+        }
+        const int kind = std::strchr(mode, 'b') != nullptr ? _O_BINARY : _O_TEXT;
+        const int descriptor = ::_open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_RDONLY | kind);
+        std::FILE* const file = descriptor < 0 ? nullptr : ::_fdopen(descriptor, mode);
+        if (file == nullptr) {
+            descriptor < 0 ? static_cast<void>(::CloseHandle(handle)) : static_cast<void>(::_close(descriptor));
+        }
+        return file;
+    });
 }
 
 // This runtime's fopen() knows no exclusive mode.
