@@ -159,6 +159,7 @@ constexpr ErrorText errorTexts[] = {
     {windowsFileNotFound, "There is no such store."},
     {windowsAccessDenied, "The store cannot be written."},
     {windowsNotEnoughMemory, "Memory is short."},
+    {windowsInvalidData, "The bundle cannot be opened, or only by what is not available."},
     {windowsFileExists, "A file of the certificate's name is in the way."},
     {windowsInvalidPassword, "The password is wrong."},
     {windowsBadLength, "The length is wrong."},

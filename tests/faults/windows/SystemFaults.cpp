@@ -17,8 +17,7 @@
 // clang-format off: one line for each function
 WRAP_IMPORTED(recv, "recv", int, P4(SOCKET, char*, int, int), (WSASetLastError(WSAENETRESET), -1))
 WRAP_IMPORTED(send, "send", int, P4(SOCKET, const char*, int, int), (WSASetLastError(WSAENETRESET), -1))
-WRAP_IMPORTED(_wfopen, "fopen", FILE*, P2(const wchar_t*, const wchar_t*), (errno = EEXIST, nullptr))
-WRAP_IMPORTED(_wsopen, "fopen", int, (const wchar_t* a, int b, int c, int d), (a, b, c, d), (errno = EEXIST, -1))
+WRAP_IMPORTED(_fdopen, "fopen", FILE*, P2(int, const char*), (errno = EEXIST, nullptr))
 WRAP_IMPORTED(_time64, "time", time_t, P1(time_t*), faults::stoppedAt())
 WRAP_AS(_ZnwyRKSt9nothrow_t, "nothrow_new", void*, NEW_NOTHROW)
 WRAP_AS(_ZnayRKSt9nothrow_t, "nothrow_new[]", void*, NEW_NOTHROW)
