@@ -12,6 +12,7 @@ int FIPS_mode();
 /**
  * Switches. On: loads the "fips" and "base" providers, makes sure that FIPS digests, ciphers and generators exist,
  * switches the default properties and draws a random byte; where any of that fails everything is as it was before.
+ * Where the mode is on already and such algorithms serve it, nothing is done.
  * Off: switches the properties back. A thread that has drawn random numbers before a switch goes on with the
  * generator that it has.
  * @return 1, or 0 with the reason in OpenSSL's error queue

@@ -10,6 +10,7 @@
 #include <ncrypt.h>
 
 #include "frame/Wide.h"
+#include "frame/windows/OwnerRights.h"
 #include "libwincertstore/windows/LastError.h"
 #include "libwincertstore/windows/WindowsCertStore.h"
 
@@ -23,10 +24,7 @@ constexpr DWORD anyReadRight = GENERIC_READ | GENERIC_ALL | FILE_READ_DATA;
 /** What comes with reading as with other rights, and is of no use alone. */
 constexpr DWORD sharedRights = READ_CONTROL | SYNCHRONIZE;
 
-struct FreeLocal {
-    void operator()(void* memory) const noexcept { ::LocalFree(memory); }
-};
-using AclPtr = std::unique_ptr<ACL, FreeLocal>;
+using AclPtr = std::unique_ptr<ACL, LocalMemoryDeleter>;
 
 using Sid = std::vector<unsigned char>;
 
